@@ -39,13 +39,15 @@ constexpr Tag tag_character(int tag, char v) {
 }
 constexpr Tag tag_flag(int tag) { return {static_cast<std::uint16_t>(tag), 13, 0, {std::int64_t{1}}}; }
 constexpr Tag tag_text(int tag, std::string_view v) {
-    return {static_cast<std::uint16_t>(tag), 20, static_cast<std::uint32_t>(v.size()),
+    return {static_cast<std::uint16_t>(tag),
+            20,
+            static_cast<std::uint32_t>(v.size()),
             {static_cast<const void*>(v.data())}};
 }
 constexpr Tag tag_object(int tag, HostObject* v) { return {static_cast<std::uint16_t>(tag), 12, 0, {v}}; }
 constexpr Tag tag_result(int tag, HostObject** v) { return {static_cast<std::uint16_t>(tag), 12, 0, {v}}; }
-/// A pointer to the variable that is read at each row: a char, an int, a double, a char[width] or a std::string_view,
-/// by the kind of the column.
+/// A pointer to the variable that is read at each row, by the kind of the column: 1 a char, 3 and 4 an int, 5 a double,
+/// 6 a char[width], 20 a std::string_view, 21 a std::string.
 constexpr Tag tag_bound(int tag, const void* v) { return {static_cast<std::uint16_t>(tag), 17, 0, {v}}; }
 /// An array of std::string_view.
 constexpr Tag tag_texts(int tag, const std::string_view* v, std::uint32_t count) {

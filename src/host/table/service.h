@@ -1,0 +1,59 @@
+// The table service as the host's session sees it: what a step tells it, and the report in each of its forms.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "host/table/json_writer.h"
+
+namespace vek {
+
+/// Takes the text of an output piece by piece, in order.
+using TextSink = std::function<void(std::string_view)>;
+using ByValues = std::vector<std::pair<std::string, std::string>>;
+
+class Report;
+
+class TableService {
+  public:
+    TableService();
+    TableService(const TableService&) = delete;
+    TableService& operator=(const TableService&) = delete;
+    ~TableService();
+
+    /// A step begins: its procedure's name, such as "VEK", and its number from 1.
+    void begin_step(std::string_view procedure, int step);
+    /// The tables that follow belong to these BY values; empty without BY.
+    void set_by(const ByValues& values);
+    /// A title line of the user, 1 and up; an empty text takes it and those below it back.
+    void set_title(int line, std::string_view text);
+    /// A line of the report between its tables.
+    void print_line(std::string_view text);
+    /// Drops tables that were begun and not ended, closes the folders and ends the procedure's titles.
+    void discard_unfinished();
+    /// discard_unfinished, and the BY values end.
+    void end_step();
+    /// Marks the place to go back to, and goes back to it: what came after is dropped from every form of the report.
+    std::size_t mark() const;
+    void cut_back(std::size_t mark);
+
+    /// The listing of what has come since the last call, for lines of `width` columns.
+    void render_listing(const TextSink& sink, int width);
+    /// The array of all tables.
+    void write_json(JsonWriter& json) const;
+
+    Report& report() { return *report_; }
+    const Report& report() const { return *report_; }
+
+  private:
+    std::unique_ptr<Report> report_;
+};
+
+/// The program's table service.
+TableService& tables();
+
+}  // namespace vek
