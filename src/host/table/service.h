@@ -41,10 +41,15 @@ class TableService {
     std::size_t mark() const;
     void cut_back(std::size_t mark);
 
-    /// The listing of what has come since the last call, for lines of `width` columns.
+    // Each output has had the report up to a place of its own; a call writes what has come since, complete tables only.
+
+    /// The listing, for lines of `width` columns.
     void render_listing(const TextSink& sink, int width);
-    /// The array of all tables.
-    void write_json(JsonWriter& json) const;
+    /// JSON: elements of an array that the caller has begun, so that it may be called once or after each run group.
+    void write_json(JsonWriter& json);
+    /// Gives back the memory of what the listing and (when `json`) write_json have had. Not to be called in a run that
+    /// also makes a page, Markdown or CSV files, which are made from the whole report at the end.
+    void forget(bool json);
 
     Report& report() { return *report_; }
     const Report& report() const { return *report_; }
