@@ -1,0 +1,36 @@
+// analyses: one line for each analysis of the dispatcher. What this version does not carry out is refused by name.
+#include "frame/analyses.h"
+
+#include <string_view>
+
+#include "frame/host_message.h"
+#include "frame/host_storage.h"
+
+namespace vek {
+
+namespace {
+
+/// An error of that statement alone; the step goes on without it.
+void refuse(std::string_view what) { xpmlog(172, 990, what); }
+
+}  // namespace
+
+int make_contrast(Statement& statement) {
+    refuse(statement.is("CON") ? "CONTRAST" : "ESTIMATE");
+    return -1;
+}
+void run_manova(Statement&) { refuse("MANOVA"); }
+void run_repeated(Statement&) { refuse("REPEATED"); }
+void run_means(Statement&) { refuse("MEANS"); }
+void run_lsmeans(Statement&) { refuse("LSMEANS"); }
+void run_random(Statement&) { refuse("RANDOM"); }
+void run_output(Statement&) { refuse("OUTPUT"); }
+void write_outstat(int what) {
+    if (what == outstat_header) refuse("OUTSTAT=");
+}
+void fit_anova() {
+    refuse("PROC ANOVA");
+    xexit(2000, 0);
+}
+
+}  // namespace vek
