@@ -54,6 +54,9 @@ constexpr Tag tag_texts(int tag, const std::string_view* v, std::uint32_t count)
     return {static_cast<std::uint16_t>(tag), 67, count, {static_cast<const void*>(v)}};
 }
 
+/// Element (row, column), both from 0, of a matrix that is handed over by method 462; tag 112 points to one of these.
+using MatrixElement = double (*)(const void* context, int row, int column);
+
 /// Initialises the root object of the service.
 void xobinit(HostObject** root, int zero);
 

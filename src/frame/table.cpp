@@ -200,6 +200,13 @@ Factoids& Factoids::item(std::string_view label, double value, int width, int de
     }
     return *this;
 }
+Factoids& Factoids::percent(std::string_view label, double value, int width) {
+    if (table_ != nullptr) {
+        call(table_, method::add_item, tag_text(tag::label, label), tag_number(tag::value, value),
+             tag_integer(tag::numeric_width, width), tag_text(tag::format_key, "percent"));
+    }
+    return *this;
+}
 void Factoids::note(std::string_view text, char character, int number) {
     if (table_ != nullptr) put_note(table_, text, character, number);
 }

@@ -114,6 +114,8 @@ class Factoids {
     Factoids& item(std::string_view label, std::int64_t value);
     Factoids& item(std::string_view label, int value) { return item(label, std::int64_t{value}); }
     Factoids& item(std::string_view label, double value, int width = no_width, int decimals = no_decimals);
+    /// A proportion, shown in percent.
+    Factoids& percent(std::string_view label, double value, int width = no_width);
     void note(std::string_view text, char character = 'l', int number = 0);
     void end();
 
@@ -121,9 +123,6 @@ class Factoids {
     HostObject* table_ = nullptr;
     std::string path_;
 };
-
-/// Element (row, column), both from 0, of a matrix table.
-using MatrixElement = double (*)(const void* context, int row, int column);
 
 /// A matrix with its names and its format. The elements come from `element`, or from `values`: `stride` doubles a row,
 /// or, with stride 0, the packed lower triangle by rows of a symmetric matrix.

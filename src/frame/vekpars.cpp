@@ -70,6 +70,7 @@ void ptabl(Dispatch& d) {
     if ((d.pending & pending_model) != 0 && d.showtables) {
         vektabl(d.pending, d.ranges);
         d.pending = 0;
+        d.ranges = {};  // what was printed is not printed again
     }
 }
 
