@@ -33,9 +33,9 @@ bool beta_fraction(double x, double y, double a, double b, double& f) {
         const double previous = f;
         f = numerator / denominator;
         if (std::fabs(f - previous) < 8.881784197001256e-16 * f) return true;
-        int exponent = 0;
-        std::frexp(denominator, &exponent);
-        if (exponent > 354 || exponent < -354) {
+        if (std::fabs(denominator) >= 0x1p354 || std::fabs(denominator) < 0x1p-355) {
+            int exponent = 0;
+            std::frexp(denominator, &exponent);
             numerator = std::ldexp(numerator, -exponent);
             denominator = std::ldexp(denominator, -exponent);
             last_numerator = std::ldexp(last_numerator, -exponent);
@@ -87,12 +87,13 @@ int zibeta(double x, double a, double b, double& p, double& d) {
     const double fx = swapped ? 1 - x : x;
     const double fy = swapped ? x : 1 - x;
     const double fb = swapped ? a : b;
-    double fa = swapped ? b : a;
-    const bool raised = fa < 1;
-    if (raised) fa += 1;
+    const double shape = swapped ? b : a;
+    const bool raised = shape < 1;
+    const double fa = raised ? shape + 1 : shape;
     double f = 0;
     if (beta_fraction(fx, fy, fa, fb, f)) {
-        p = raised ? d * fx * (fx * f * (fa + fb - 1) / fa + fy) / (fa - 1) : d * fx * f / fa;
+        // Where the shape was raised, it stands here itself rather than fa - 1, which has lost its low digits.
+        p = raised ? d * fx * (fx * f * (shape + fb) / fa + fy) / shape : d * fx * f / fa;
         if (swapped) p = 1 - p;
     } else if ((a > 5000 && b > 100) || (b > 5000 && a > 100)) {
         p = normal_beta(x, a, b);

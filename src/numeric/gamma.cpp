@@ -26,10 +26,13 @@ class Convergent {
     bool extend(double c) {
         const double numerator = numerator_ + c * last_numerator_;
         const double denominator = denominator_ + c * last_denominator_;
+        const double excess = excess_ + c * last_excess_;
         last_numerator_ = numerator_;
         last_denominator_ = denominator_;
+        last_excess_ = excess_;
         numerator_ = numerator;
         denominator_ = denominator;
+        excess_ = excess;
         if (denominator == 0) return false;
         const double value = numerator / denominator;
         const bool settled = std::fabs(value - value_) <= ratio_tolerance * std::fabs(value);
@@ -41,6 +44,9 @@ class Convergent {
 
     double value() const { return value_; }
 
+    // The value less 1, by the same recurrence for numerator less denominator: no digits are lost near 1.
+    double value_less_one() const { return excess_ / denominator_; }
+
   private:
     void rescale() {
         int exponent = 0;
@@ -49,12 +55,16 @@ class Convergent {
         denominator_ = std::ldexp(denominator_, -exponent);
         last_numerator_ = std::ldexp(last_numerator_, -exponent);
         last_denominator_ = std::ldexp(last_denominator_, -exponent);
+        excess_ = std::ldexp(excess_, -exponent);
+        last_excess_ = std::ldexp(last_excess_, -exponent);
     }
 
     double numerator_ = 1;
     double denominator_ = 1;
     double last_numerator_ = 0;
     double last_denominator_ = 1;
+    double excess_ = 0;
+    double last_excess_ = -1;
     double value_ = 1;
 };
 
@@ -93,12 +103,13 @@ double lower_fraction(double x, double a) {
     return not_ended;
 }
 
-// Upper tail by its continued fraction, for x above a and above 1.
-double upper_fraction(double x, double a) {
+// Upper tail by its continued fraction for the shape a, or a + 1 when raised, with x above the shape and above 1. A
+// raised tail will lose the density again, so there the value less 1 is returned.
+double upper_fraction(double x, double a, bool raised) {
     Convergent fraction;
-    for (int step = 1; step <= 400; ++step) {
-        const bool first_settled = fraction.extend((step - a) / x);
-        if (fraction.extend(step / x) && first_settled) return fraction.value();
+    for (int k = 1; k <= 400; ++k) {
+        const bool first_settled = fraction.extend((k - (raised ? 1 : 0) - a) / x);
+        if (fraction.extend(k / x) && first_settled) return raised ? fraction.value_less_one() : fraction.value();
     }
     return not_ended;
 }
@@ -218,6 +229,7 @@ int zigamma(double x, double a, double& P, double& Q, double& d) {
     const double a1 = raised ? a + 1 : a;
     const double L = log_density(x, a1);
     const bool lower = x <= a1 || x <= 1;
+    d = bounded_exponential(L);
     bool computed_lower = lower;
     double tail = 0;
     if (a1 >= large_shape && std::fabs(x - a1) <= 0.7 * std::sqrt(a1) + 0.02 * a1) {
@@ -226,17 +238,15 @@ int zigamma(double x, double a, double& P, double& Q, double& d) {
         computed_lower = below <= upper;
         tail = std::min(below, upper);
     } else {
-        const double s = !lower             ? upper_fraction(x, a1)
+        const double s = !lower             ? upper_fraction(x, a, raised)
                          : a1 < large_shape ? lower_series(x, a1)
                                             : lower_fraction(x, a1);
         if (!(s > 0)) return failed_ratio(P, Q, d);
-        tail = std::exp(std::log(s) + L);
+        // The recurrence of a raised shape: the lower tail gains the density, the upper tail loses it.
+        tail = raised && !lower ? s * d : std::exp(std::log(s) + L);
+        if (raised && lower) tail += d;
     }
-    d = bounded_exponential(L);
-    if (raised) {
-        tail += computed_lower ? d : -d;
-        d *= (a1 - 1) / x;
-    }
+    if (raised) d *= a / x;  // a itself: a1 - 1 has lost its low digits
     tail = std::clamp(tail, 0.0, 1.0);
     P = computed_lower ? tail : 1 - tail;
     Q = computed_lower ? 1 - tail : tail;
