@@ -85,6 +85,7 @@ constexpr int zgmacc_bad_frequency = 1, zgmacc_bad_weight = 2, zgmacc_unusable =
 
 struct LevelPass;
 struct RecordReader;
+struct AbsorbGroup;
 
 struct ModelBlock {
     // data set and options
@@ -166,6 +167,7 @@ struct ModelBlock {
     char accmode = 'R';
     double* absrow = nullptr;  ///< [ncoly] sums of the current innermost group
     double absw = 0;
+    AbsorbGroup* absgroup = nullptr;           ///< columns that the group has touched
     double *absy = nullptr, *absss = nullptr;  ///< [nabsorb][nyp]
 };
 
