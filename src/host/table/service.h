@@ -17,6 +17,7 @@ using TextSink = std::function<void(std::string_view)>;
 using ByValues = std::vector<std::pair<std::string, std::string>>;
 
 class Report;
+struct ReportContext;
 
 class TableService {
   public:
@@ -56,6 +57,8 @@ class TableService {
 
   private:
     std::unique_ptr<Report> report_;
+    std::size_t listed_ = 0, written_ = 0;  // items that the listing and the JSON document have had
+    std::shared_ptr<const ReportContext> listed_context_;
 };
 
 /// The program's table service.

@@ -1,0 +1,44 @@
+// The printed report: draws the grids of tables as text for lines of a given width.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "host/table/grid.h"
+#include "host/table/model.h"
+
+namespace vek {
+
+/// Draws one table. A table that is too wide for the line is continued below, block by block of columns, with the row
+/// headings repeated.
+class ListingTable {
+  public:
+    using Sink = std::function<void(std::string_view)>;
+    ListingTable(const Grid& grid, int line_width) : grid_(grid), line_width_(line_width) {}
+    void draw(const Sink& sink);
+
+  private:
+    struct Place {
+        std::size_t column = 0;
+        int width = 0, gap = 0;
+        bool wraps = false;
+    };
+
+    std::vector<std::vector<Place>> blocks() const;
+    static int width_of(const std::vector<Place>& block);
+    void draw_spans(const std::vector<Place>& block);
+    void draw_headings(const std::vector<Place>& block);
+    void draw_rows(const std::vector<Place>& block, const Sink& sink);
+    void draw_wrapped_row(const std::vector<Place>& block, std::size_t row);
+    void rule(int width);
+    void end_line();
+    void texts(const std::vector<std::string>& lines);
+
+    const Grid& grid_;
+    const int line_width_;
+    std::string out_;
+    Cell cell_;
+};
+
+}  // namespace vek

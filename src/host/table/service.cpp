@@ -1,0 +1,100 @@
+// Hands the report on to its outputs: which part each has had, headings where titles, BY values or folders change.
+#include "host/table/service.h"
+
+#include <algorithm>
+
+#include "host/table/heading.h"
+#include "host/table/listing.h"
+#include "host/table/report.h"
+#include "host/table/table_json.h"
+#include "host/table/text_width.h"
+
+namespace vek {
+
+TableService::TableService() : report_(std::make_unique<Report>()) {}
+TableService::~TableService() = default;
+
+void TableService::begin_step(std::string_view procedure, int step) { report_->begin_step(procedure, step); }
+void TableService::end_step() { report_->end_step(); }
+void TableService::set_by(const ByValues& values) { report_->set_by(values); }
+void TableService::set_title(int line, std::string_view text) { report_->set_user_title(line, text); }
+void TableService::print_line(std::string_view text) { report_->note(text); }
+void TableService::discard_unfinished() { report_->discard_unfinished(); }
+
+std::size_t TableService::mark() const { return report_->end(); }
+void TableService::cut_back(std::size_t mark) { report_->cut_back(mark); }
+
+namespace {
+
+void draw_heading(const ReportContext& context, const ReportContext* before, int width, std::string* out) {
+    const auto line = [&](std::string_view text) {
+        for (const std::string& part : wrapped(text, width)) *out += part + '\n';
+    };
+    const bool titles = before == nullptr || !same_titles(context, *before);
+    if (titles) {
+        if (before != nullptr) *out += '\n';
+        int widest = 0;
+        const auto title = [&](const std::string& text) {
+            line(text);
+            widest = std::max(widest, std::min(text_width(text), width));
+        };
+        for (const std::string& text : title_lines(context)) title(text);
+        if (const std::string by = by_line(context); !by.empty()) title(by);
+        if (widest > 0) *out += std::string(static_cast<std::size_t>(widest), '=') + "\n\n";
+    }
+    if (titles || !same_folders(context, *before)) {
+        std::string path;
+        for (const std::string& heading : folder_headings(context)) path += (path.empty() ? "" : " > ") + heading;
+        if (path.empty()) return;
+        line("[ " + path + " ]");
+        *out += '\n';
+    }
+}
+
+}  // namespace
+
+void TableService::render_listing(const TextSink& sink, int width) {
+    report_->flush_lines();
+    width = std::max(width, 20);
+    std::string text;
+    for (listed_ = std::max(listed_, report_->begin()); listed_ < report_->end(); ++listed_) {
+        const ReportItem& item = report_->item(listed_);
+        text.clear();
+        if (listed_context_ != item.context) draw_heading(*item.context, listed_context_.get(), width, &text);
+        listed_context_ = item.context;
+        const auto lines = [&](const std::vector<std::string>& list) {
+            std::string buffer;
+            for (const std::string& line : list) {
+                for (const std::string& part : wrapped(shown(line, buffer), width)) text += part + '\n';
+            }
+        };
+        if (item.table == nullptr) {
+            lines({item.line});
+            text += '\n';
+            sink(text);
+            continue;
+        }
+        lines(item.table->above);
+        if (!item.table->above.empty()) text += '\n';
+        if (!text.empty()) sink(text);
+        const Grid grid(*item.table);
+        ListingTable(grid, width).draw(sink);
+        sink("\n");
+    }
+}
+
+void TableService::write_json(JsonWriter& json) {
+    for (written_ = std::max(written_, report_->begin()); written_ < report_->end(); ++written_) {
+        const ReportItem& item = report_->item(written_);
+        if (item.table != nullptr) write_table_json(json, *item.table);
+    }
+}
+
+void TableService::forget(bool json) { report_->forget(json ? std::min(listed_, written_) : listed_); }
+
+TableService& tables() {
+    static TableService service;
+    return service;
+}
+
+}  // namespace vek
