@@ -32,9 +32,13 @@ std::span<const CatalogueGroup> catalogue();
 /// Null when the catalogue has no such message.
 const CatalogueRow* find_message(int group, int number);
 
-/// The text of a message with its arguments in their places. A message that is not in the catalogue, or whose arguments
-/// do not fit its places, gives a text that says so with group and number.
+/// The text of a message with its arguments in their places; a place without an argument stays empty. A message that is
+/// not in the catalogue gives a text of its group, number and arguments. That every call has a row with as many places
+/// as it has arguments is checked by tools/check_messages.
 std::string format_message(int group, int number, MessageArguments arguments);
+
+// A room adds its group as message/group_NUMBER.h with an array group_NUMBER and a static_assert(sound(...)), and a
+// line in catalogue.cpp.
 
 /// Arguments for report(), where they live to the end of the call: report(900, 3, arguments(name, 4), place).
 template <class... A>
@@ -50,7 +54,9 @@ void report(int group, int number, MessageArguments arguments, const Place& plac
 constexpr bool sound(std::span<const CatalogueRow> rows) {
     int last = -1;
     for (const CatalogueRow& row : rows) {
-        if (row.number <= last || row.text.empty() || row.text.back() == '.') return false;
+        if (row.number <= last || row.text.empty()) return false;
+        // An error is a phrase; a note below a table is a sentence.
+        if (row.level == Level::error && row.text.back() == '.') return false;
         last = row.number;
         std::string_view rest = row.text;
         for (std::size_t open = rest.find('{'); open != std::string_view::npos; open = rest.find('{')) {

@@ -22,6 +22,8 @@ class OutputFile {
     bool open(const std::string& path);
     /// Appends; false when this or an earlier write failed.
     bool write(std::string_view bytes);
+    /// Hands everything written so far to the system: a reader of a terminal or a pipe sees it now.
+    bool pass_on();
     /// Completes the file and puts it in place. False when any write or the move failed: then nothing is in place.
     bool commit();
     /// Removes the temporary file; what stood under the name stays. Harmless when nothing is open.

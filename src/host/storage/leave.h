@@ -14,5 +14,7 @@ struct Interrupted {};
 
 /// The code with which xebug leaves: a fault of the program itself.
 constexpr int leave_internal_fault = -999;
+/// The code with which wtpoll leaves after a signal.
+constexpr int leave_interrupted = -998;
 
 }  // namespace vek
