@@ -5,11 +5,11 @@
 #include <string>
 #include <vector>
 
+#include "core/limits.h"
 #include "core/report.h"
 #include "frame/host_message.h"
 #include "frame/table.h"
 #include "model/vekxpx.h"
-#include "numeric/fdist.h"
 #include "numeric/missing.h"
 
 namespace vek {
@@ -107,46 +107,6 @@ void print_test_group(const DependentReport& r, const TestGroup& group, const st
     t.end();
 }
 
-/// Half width of a confidence interval in standard errors: infinite at alpha 0, missing without an error term.
-double critical_t(const MainBlock& F, const AnovaRow& error, double alpha) {
-    if (wzmis(error.ms)) return missing;
-    if (alpha == 0) return vzmissing('I');
-    double t = missing;
-    zqt(1 - alpha * 0.5, static_cast<double>(F.dferror), t);
-    return t;
-}
-
-struct EstimateRow {
-    std::string_view label;
-    double estimate = 0, se = 0, t = 0, p = 0, lower = 0, upper = 0;
-};
-
-void complete_estimate(EstimateRow& row, double variance_factor, const AnovaRow& error, double tcrit) {
-    const double e = row.estimate;
-    row.se = row.t = row.p = row.lower = row.upper = missing;
-    if (wzmis(error.ms)) return;
-    row.se = std::sqrt(variance_factor * error.ms);
-    if (!(row.se > 0)) {
-        if (e != 0) {
-            row.t = vzmissing(e > 0 ? 'I' : 'M');
-            row.p = 0;
-        }
-        row.lower = row.upper = e;
-        return;
-    }
-    row.t = e / row.se;
-    row.p = zprbf(row.t * row.t, 1, error.df);
-    if (wzmis(tcrit)) {
-        if (missing_code(tcrit) == 'I') {
-            row.lower = vzmissing('M');
-            row.upper = vzmissing('I');
-        }
-        return;
-    }
-    row.lower = e - tcrit * row.se;
-    row.upper = e + tcrit * row.se;
-}
-
 }  // namespace
 
 void print_contrasts(const DependentReport& r, IndexRange range) {
@@ -202,13 +162,14 @@ void print_estimates(const DependentReport& r, IndexRange range) {
     const bool limits = model_option(F, model_clparm);
     const Slot& level = F.modelstmt->slot(model_alpha);
     const double alpha = level.given() ? level.value : F.alpha;
-    const double tcrit = limits ? critical_t(F, r.error, alpha) : missing;
+    const double tcrit = limits ? critical_t(r.error.ms, alpha, F.dferror) : missing;
     const int decimals = vekpfmt(largest, 11, decimals_limit);
 
-    EstimateRow row;
+    std::string_view label;
+    EstimateFigures row;
     Table t(r.out, "Estimates", rdvmsg(172, 320));
     if (limits) t.attribute("confidence", (1 - alpha) * 100);
-    t.text("Parameter", static_cast<int>(label_width), row.label)
+    t.text("Parameter", static_cast<int>(label_width), label)
         .number("Estimate", row.estimate, 12, decimals)
         .number("StdErr", row.se, 12, vekpfmt(scale, 11, decimals_limit))
         .number("tValue", row.t)
@@ -217,9 +178,8 @@ void print_estimates(const DependentReport& r, IndexRange range) {
     t.bind("drim.VEK.Estimates");
     for (int i = range.first; i <= range.last; ++i) {
         const Statement& s = *F.estimates[i];
-        row.label = s.slot(contrast_label).text();
-        row.estimate = s.estimate[1 + r.k];
-        complete_estimate(row, s.estimate[0], r.error, tcrit);
+        label = s.slot(contrast_label).text();
+        row = estimate_figures(s.estimate[1 + r.k], s.estimate[0], r.error.ms, F.dferror, tcrit);
         t.row();
     }
     t.end();

@@ -3,8 +3,11 @@
 
 #include <string_view>
 
+#include "core/vekcon.h"
 #include "frame/host_message.h"
 #include "frame/host_storage.h"
+#include "frame/mainblock.h"
+#include "output/vekout.h"
 
 namespace vek {
 
@@ -15,16 +18,13 @@ void refuse(std::string_view what) { xpmlog(172, 990, what); }
 
 }  // namespace
 
-int make_contrast(Statement& statement) {
-    refuse(statement.is("CON") ? "CONTRAST" : "ESTIMATE");
-    return -1;
-}
+int make_contrast(Statement& statement) { return vekcon(mainblock(), statement); }
 void run_manova(Statement&) { refuse("MANOVA"); }
 void run_repeated(Statement&) { refuse("REPEATED"); }
 void run_means(Statement&) { refuse("MEANS"); }
 void run_lsmeans(Statement&) { refuse("LSMEANS"); }
 void run_random(Statement&) { refuse("RANDOM"); }
-void run_output(Statement&) { refuse("OUTPUT"); }
+void run_output(Statement& statement) { vekout(mainblock(), statement); }
 void write_outstat(int what) {
     if (what == outstat_header) refuse("OUTSTAT=");
 }

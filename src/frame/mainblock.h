@@ -36,7 +36,8 @@ struct FrameState {
     int contrastcap = 0, estimatecap = 0, testcap = 0;
     HostObject* outroot = nullptr;
     HostObject* out = nullptr;  ///< output manager; null under NOPRINT
-    DataSet* outds = nullptr;   ///< an open output data set
+    DataSet* outds = nullptr;   ///< the open data set of an OUTPUT statement
+    void* outstate = nullptr;   ///< and what vekout keeps of it
 };
 
 constexpr int sstype_bit(int type) { return 0x80 >> type; }

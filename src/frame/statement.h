@@ -54,7 +54,7 @@ struct Statement {
     // Results that an analysis hangs on its statement for the tables.
     double rank = 0;               ///< CONTRAST: rank of its hypothesis
     double* estimate = nullptr;    ///< ESTIMATE: variance factor, then the estimate of each dependent variable
-    bool done = false;             ///< TEST, CONTRAST with E=: already in a table
+    void* work = nullptr;          ///< OUTPUT: its open data set
 
     bool option(int bit) const { return (flags[bit >> 3] & (0x80 >> (bit & 7))) != 0; }
     void set_option(int bit) { flags[bit >> 3] = static_cast<std::uint8_t>(flags[bit >> 3] | (0x80 >> (bit & 7))); }

@@ -15,6 +15,7 @@
 #include "frame/vekpars.h"
 #include "model/zgminit.h"
 #include "model/zgmpsl.h"
+#include "output/vekout.h"
 
 namespace vek {
 
@@ -34,9 +35,7 @@ Statement* dispatch(Statement* first, int phase) {
 }
 
 [[noreturn]] void vekterm(int code) {
-    const MainBlock& F = mainblock();
-    constexpr std::int64_t rows_written = 0x10000008;
-    if (F.outds != nullptr && (xoinfo(F.outds, 15) & rows_written) != 0) xomsg(F.outds);
+    close_output(mainblock());
     xexit(code, 0);
 }
 
@@ -75,6 +74,7 @@ void run_groups(bool final) {
         dispatch(proc().head, phase_levels);
         run_passes();
     }
+    close_output(F);
     if (final) vekterm(proc().rc);
     F.runstate = runstate_all_done;
 }
@@ -113,6 +113,7 @@ int vekdo(bool final) {
             run_groups(final);
             return 0;
         }
+        close_output(F);
     }
     if (final) vekterm(P.rc);
     return 0;
