@@ -10,9 +10,9 @@
 #include "model/vekname.h"
 #include "model/vekutil.h"
 #include "model/vekxpx_tables.h"
-#include "model/vekxswp.h"
 #include "model/zgmbld.h"
 #include "numeric/packed.h"
+#include "numeric/sweep.h"
 
 namespace vek {
 
@@ -125,16 +125,6 @@ void warn_of_scale(const MainBlock& F, const ColumnRange& range) {
     }
 }
 
-/// The column is a combination of earlier ones: its row goes, and so do the remains of it in the swept rows.
-void drop_column(const MainBlock& F, int c) {
-    const ModelBlock& zgm = F.zgm;
-    double* const* rows = zgm.xpxrows;
-    std::fill(rows[c] + c, rows[c] + zgm.ncoly, 0.0);
-    for (int i = 0; i < c - 1; ++i) {
-        if (F.colpivot[i] != 0 && rows[i][c] * rows[i][c] / rows[i][i] < F.coltol[c]) rows[i][c] = 0;
-    }
-}
-
 /// Type I rows of an effect whose columns are start to c. Between pivots of the same effect the swept triangle holds
 /// their inverse, which is no coefficient.
 void write_type1_rows(const MainBlock& F, int start, int c, int effect) {
@@ -153,25 +143,33 @@ void forward_sweep(MainBlock& F, const ColumnRange& range) {
     ModelBlock& zgm = F.zgm;
     const bool type1_rows = model_option(F, model_e1);
     const bool intercept_row = model_option(F, model_e2);
+    Pool* job = xmpoolc(zgm.pool, "sweep");
+    PanelSweep walk(zgm.xpxrows, zgm.ncoly, zgm.ncol, array<double>(job, PanelSweep::work_doubles(zgm.ncoly)));
     int start = 0;
     for (int c = 0; c < zgm.ncol; ++c) {
         const int e = F.coleffect[c];
-        const double d = zgm.xpxrows[c][c];
+        const double d = walk.pivot(c);
         range.minimum[c] = d;
         F.colpivot[c] = 0;
         if (d < F.coltol[c]) {
-            drop_column(F, c);
+            // The column is a combination of earlier ones: its row goes, and so do the remains of it in the swept rows.
+            walk.clear_dependent(c, F.coltol[c], F.colpivot);
         } else {
             ++F.df1[e];
             ++F.rank;
             F.colpivot[c] = 1;
-            vekxswp(F, zgm, c, d, nullptr);
+            walk.sweep(c, d);
         }
         if (c + 1 < zgm.ncol && F.coleffect[c + 1] == e) continue;
         write_reduction(F, zgm, c == 0 && F.yorigin != nullptr ? F.colsum + zgm.ncol : nullptr);
-        if (type1_rows || (intercept_row && e == 0)) write_type1_rows(F, start, c, e);
+        if (type1_rows || (intercept_row && e == 0)) {
+            walk.settle();
+            write_type1_rows(F, start, c, e);
+        }
         start = c + 1;
     }
+    walk.settle();
+    xmpoold(job);
 }
 
 void write_raw_sums(MainBlock& F) {

@@ -7,9 +7,9 @@
 #include "frame/host_message.h"
 #include "model/vekutil.h"
 #include "model/vekxpx.h"
-#include "model/vekxswp.h"
 #include "model/zlst.h"
 #include "numeric/packed.h"
+#include "numeric/sweep.h"
 
 namespace vek {
 
@@ -104,7 +104,7 @@ void reach_wanted_state(MainBlock& F) {
             if (F.sweepstate[c] == F.sweepwant[c]) continue;
             double& d = zgm.xpxrows[c][c];
             if (F.sweepstate[c] == -1 || d >= F.coltol[c]) {
-                vekxswp(F, zgm, c, d, F.sweepstate);
+                sweep_column(zgm.xpxrows, zgm.ncoly, c, d, F.sweepstate, F.work1, F.work2);
                 F.sweepstate[c] = -F.sweepstate[c];
                 reversed = c;
             } else {
@@ -128,7 +128,7 @@ bool sweep_effect_in(MainBlock& F, int e) {
         }
         if (d < F.coltol[c] * 100) doubtful = true;
         ++F.dfpart[e];
-        vekxswp(F, zgm, c, d, F.sweepstate);
+        sweep_column(zgm.xpxrows, zgm.ncoly, c, d, F.sweepstate, F.work1, F.work2);
         F.sweepstate[c] = -1;
     }
     return doubtful;
