@@ -15,15 +15,16 @@
 
 namespace vek {
 
-constexpr int longest_name = 128;      ///< characters of a name or a name literal
-constexpr int longest_text = 32767;    ///< bytes of a text constant
-constexpr int most_tokens = 1000000;   ///< tokens of one statement
+constexpr int longest_name = 128;     ///< characters of a name or a name literal
+constexpr int longest_text = 32767;   ///< bytes of a text constant
+constexpr int most_tokens = 1000000;  ///< tokens of one statement
 
 /// A program and the positions in it.
 class Scanner {
   public:
-    /// Appends the next piece of the program; false at its end.
-    using MoreText = std::function<bool(std::string*)>;
+    /// Appends the next line of the program with its end; false at the program's end. `continued` is true within a
+    /// statement.
+    using MoreText = std::function<bool(std::string*, bool continued)>;
 
     Scanner(std::string file, std::string text, MoreText more = {});
 
@@ -37,35 +38,46 @@ class Scanner {
   private:
     Token scan();
     bool available(std::size_t ahead = 0);
+    char at(std::size_t ahead = 0) const { return text_[at_ + ahead]; }
     bool skip_blank(Token* bad);
+    bool skip_comment();
     void step();
+    std::string_view letter_at();
     void scan_text(Token* token);
     void scan_name(Token* token);
     void scan_number(Token* token);
     void scan_point(Token* token);
-    void scan_format(Token* token);
+    void scan_format_tail(Token* token);
     void scan_punctuation(Token* token);
-    void finish_suffix(Token* token);
+    void read_suffix(Token* token);
     void note(TokenProblem problem);
+    void finish(Token* token);
 
     std::string file_, text_;
     MoreText more_;
     bool ended_ = false;
-    std::size_t at_ = 0, line_start_ = 0;
+    bool in_statement_ = false;
+    std::size_t at_ = 0;
     int line_ = 1, column_ = 1;
-    std::size_t last_end_ = 0;
-    int last_line_ = 0;
+    std::size_t last_end_ = 0;  // where the token before ended
+    int last_line_ = 0;         // and in which line
     TokenProblem problem_ = TokenProblem::none;
+    int problem_line_ = 0, problem_column_ = 0;
     std::vector<std::size_t> line_starts_{0};
 };
 
 /// The first failure of a statement, kept until the engine reports it.
 struct Failure {
+    struct Argument {
+        MessageArgument::Kind kind = MessageArgument::Kind::text;
+        std::string text;
+        std::int64_t integer = 0;
+        double real = 0;
+    };
     bool set = false;
     Token token;
     int group = 0, number = 0;
-    std::vector<std::string> texts;
-    std::vector<MessageArgument> arguments;  ///< their texts point into `texts`
+    std::vector<Argument> arguments;
     std::string expected;  ///< what could stand there, as a phrase: an option of MODEL or ";"
     std::string suggest;   ///< replaces exactly the token's characters
 };
@@ -75,8 +87,12 @@ class TokenCursor {
   public:
     explicit TokenCursor(Scanner* scanner) : scanner_(scanner) {}
 
-    /// Begins the next statement: what is left of the tokens at hand, or the next ones of the scanner.
+    /// Begins the next statement: the one that keep() holds back, what follows resume_at(), or the scanner's next.
     void load();
+    /// The statement at hand is read again by the next load().
+    void keep() { resume_ = 0; }
+    /// The next load() begins at this token of the statement at hand: a semicolon is missing before it.
+    void resume_at(std::size_t position) { resume_ = static_cast<std::ptrdiff_t>(position); }
 
     const Token& peek(int ahead = 0) const;
     /// The token at the cursor; the cursor moves on unless it is the statement's end.
@@ -107,8 +123,9 @@ class TokenCursor {
 
   private:
     Scanner* scanner_;
-    std::vector<Token> tokens_;
+    std::vector<Token> tokens_{Token{}};
     std::size_t at_ = 0;
+    std::ptrdiff_t resume_ = -1;
     Failure failure_;
 };
 

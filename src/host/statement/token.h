@@ -38,22 +38,24 @@ enum class TokenProblem : std::uint8_t {
     zero_byte,
     lone_return,
     bad_date,
+    empty_name,
     too_large,
-    too_long
+    too_long,
+    too_many
 };
 
 struct Token {
     TokenKind kind = TokenKind::end_of_program;
     TokenProblem problem = TokenProblem::none;
-    std::string text;          ///< as described at the kind
+    std::string text;  ///< as described at the kind
     double number = 0;
-    std::size_t offset = 0;    ///< byte offset of its first character in the program text
-    std::size_t bytes = 0;     ///< bytes it takes there
-    int line = 0;              ///< from 1
-    int column = 0;            ///< in characters, from 1
-    int length = 0;            ///< in characters
+    std::size_t offset = 0;  ///< byte offset of its first character in the program text
+    std::size_t bytes = 0;   ///< bytes it takes there
+    int line = 0;            ///< from 1
+    int column = 0;          ///< in characters, from 1
+    int length = 0;          ///< in characters
     bool first_on_line = false;
-    bool adjoins = false;      ///< nothing, not even a blank, stands between the token before and this one
+    bool adjoins = false;  ///< nothing, not even a blank, stands between the token before and this one
 
     bool ends_statement() const { return kind == TokenKind::semicolon || kind == TokenKind::end_of_program; }
     /// True for a name (not a literal) that is this word, or for this punctuation; `word` in capitals.

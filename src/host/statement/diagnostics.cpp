@@ -1,0 +1,204 @@
+// From a failure of a statement to a log entry: message, source line with marks, expectation, suggestion.
+#include "host/statement/diagnostics.h"
+
+#include <utf8proc.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "host/message/catalogue.h"
+
+namespace vek {
+
+namespace {
+
+/// One character as it is shown, and how many columns it takes.
+struct ShownCharacter {
+    std::string text;
+    int width = 1;
+};
+
+std::vector<ShownCharacter> shown_characters(std::string_view line) {
+    std::vector<ShownCharacter> result;
+    while (!line.empty()) {
+        std::int32_t code = 0;
+        const auto read = utf8proc_iterate(reinterpret_cast<const std::uint8_t*>(line.data()),
+                                           static_cast<utf8proc_ssize_t>(line.size()), &code);
+        const std::size_t bytes = read > 0 ? static_cast<std::size_t>(read) : 1;
+        ShownCharacter c;
+        if (read <= 0) {
+            static constexpr char digits[] = "0123456789abcdef";
+            const auto byte = static_cast<unsigned char>(line.front());
+            c.text = {'\\', 'x', digits[byte >> 4], digits[byte & 15]};
+            c.width = 4;
+        } else if (line.front() == '\t') {
+            c.text = " ";
+        } else {
+            c.text = visible_text(line.substr(0, bytes));
+            c.width = c.text == line.substr(0, bytes) ? utf8proc_charwidth(code) : static_cast<int>(c.text.size());
+        }
+        result.push_back(std::move(c));
+        line.remove_prefix(bytes);
+    }
+    return result;
+}
+
+MessageArgument argument(const Failure::Argument& a) {
+    switch (a.kind) {
+        case MessageArgument::Kind::integer:
+            return MessageArgument(a.integer);
+        case MessageArgument::Kind::real:
+            return MessageArgument(a.real);
+        case MessageArgument::Kind::text:
+            break;
+    }
+    return MessageArgument(std::string_view(a.text));
+}
+
+std::string excerpt(const TokenCursor& cursor, const Token& token, std::string_view expected,
+                    std::string_view suggest) {
+    std::string text = marked_line(cursor.scanner().line(token.line), token.column, token.length);
+    if (!expected.empty()) text.append("\nexpected ").append(expected);
+    // A suggestion that adds a sign is told by the message's own words.
+    const bool word = !suggest.empty() && suggest.size() < 60 && suggest.find_first_of(";)/=") == std::string::npos;
+    if (word && suggest != " ") {
+        text.append(expected.empty() ? "\n" : "; ").append("did you mean ").append(visible_text(suggest)).append("?");
+    }
+    return text;
+}
+
+}  // namespace
+
+std::string shown_token(const Token& token) {
+    constexpr std::size_t longest = 40;
+    if (token.kind == TokenKind::end_of_program) return "the end of the program";
+    std::string text = token.text;
+    if (token.kind == TokenKind::string) text = "'" + text + "'";
+    if (token.kind == TokenKind::name_literal) text = "'" + text + "'n";
+    text = text.substr(0, text.find('\n'));
+    if (text.size() > longest) {
+        std::size_t end = longest;
+        while (end > 0 && (text[end] & 0xC0) == 0x80) --end;
+        text = text.substr(0, end) + "...";
+    }
+    return text;
+}
+
+std::string quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
+
+Token spanning(const Token& first, const Token& last) {
+    Token token = first;
+    if (last.line == first.line && last.column >= first.column) {
+        token.length = last.column + last.length - first.column;
+        token.bytes = last.offset + last.bytes - first.offset;
+    }
+    return token;
+}
+
+void describe_problem(const Token& token, Failure* failure) {
+    failure->group = statement_messages;
+    failure->arguments.clear();
+    failure->expected.clear();
+    failure->suggest.clear();
+    const auto text = [&](std::string t) {
+        failure->arguments.push_back({MessageArgument::Kind::text, std::move(t), 0, 0});
+    };
+    const auto integer = [&](std::int64_t i) {
+        failure->arguments.push_back({MessageArgument::Kind::integer, {}, i, 0});
+    };
+    switch (token.problem) {
+        case TokenProblem::none:
+        case TokenProblem::unclosed_text:
+            failure->number = message_unclosed_text;
+            break;
+        case TokenProblem::unclosed_comment:
+            failure->number = message_unclosed_comment;
+            break;
+        case TokenProblem::bad_character: {
+            failure->number = message_bad_character;
+            text(shown_token(token));
+            static constexpr std::pair<std::string_view, std::string_view> meant[] = {
+                {"\u2018", "'"}, {"\u2019", "'"}, {"\u201C", "\""}, {"\u201D", "\""}, {"\u2013", "-"},
+                {"\u2014", "-"}, {"\u2212", "-"}, {"\u00D7", "*"},  {"\u00A0", " "},  {"\uFF1B", ";"}};
+            for (const auto& [typed, plain] : meant) {
+                if (token.text == typed) failure->suggest = plain;
+            }
+            break;
+        }
+        case TokenProblem::bad_encoding:
+            failure->number = message_bad_encoding;
+            break;
+        case TokenProblem::zero_byte:
+            failure->number = message_zero_byte;
+            break;
+        case TokenProblem::lone_return:
+            failure->number = message_lone_return;
+            break;
+        case TokenProblem::bad_date:
+            failure->number = message_bad_date;
+            text(shown_token(token));
+            break;
+        case TokenProblem::empty_name:
+            failure->number = message_empty_name;
+            break;
+        case TokenProblem::too_large:
+            failure->number = message_number_too_large;
+            text(shown_token(token));
+            break;
+        case TokenProblem::too_long: {
+            const bool is_text = token.text.starts_with('\'') || token.text.starts_with('"');
+            const bool is_name = !is_text || (token.text.ends_with('n') || token.text.ends_with('N'));
+            failure->number = is_name ? message_name_too_long : message_text_too_long;
+            integer(is_name ? longest_name : longest_text);
+            break;
+        }
+        case TokenProblem::too_many:
+            failure->number = message_too_many_tokens;
+            integer(most_tokens);
+            break;
+    }
+}
+
+std::string marked_line(std::string_view line, int column, int length) {
+    constexpr int window = 100;  // columns of the line that are shown
+    const std::vector<ShownCharacter> characters = shown_characters(line);
+    const auto count = static_cast<int>(characters.size());
+    const int place = std::clamp(column - 1, 0, count);
+    const auto width = [&](int from, int to) {
+        int sum = 0;
+        for (int i = from; i < to && i < count; ++i) sum += characters[static_cast<std::size_t>(i)].width;
+        return sum;
+    };
+    int from = 0;
+    if (width(0, count) > window) {
+        // The place stands within the first two thirds of the window.
+        while (from < place && width(from, std::min(place + length, count)) > window * 2 / 3) ++from;
+    }
+    int to = from;
+    while (to < count && width(from, to + 1) <= window) ++to;
+    std::string text = from > 0 ? "..." : "";
+    const int before = static_cast<int>(text.size()) + width(from, place);
+    for (int i = from; i < to; ++i) text += characters[static_cast<std::size_t>(i)].text;
+    if (to < count) text += "...";
+    const int marks = std::max(1, width(place, std::min({place + std::max(length, 1), to})));
+    text += "\n" + std::string(static_cast<std::size_t>(before), ' ') + "^" +
+            std::string(static_cast<std::size_t>(marks - 1), '~');
+    return text;
+}
+
+void report_failure(const TokenCursor& cursor) {
+    const Failure& failure = cursor.failure();
+    std::vector<MessageArgument> list;
+    for (const Failure::Argument& a : failure.arguments) list.push_back(argument(a));
+    report(failure.group, failure.number, list, cursor.place(failure.token), failure.suggest,
+           excerpt(cursor, failure.token, failure.expected, failure.suggest));
+}
+
+void report_at(const TokenCursor& cursor, const Token& token, int number,
+               std::initializer_list<MessageArgument> arguments, std::string_view expected, std::string suggest) {
+    const std::string lines = excerpt(cursor, token, expected, suggest);
+    report(statement_messages, number, MessageArguments(arguments.begin(), arguments.size()), cursor.place(token),
+           std::move(suggest), lines);
+}
+
+}  // namespace vek

@@ -1,0 +1,72 @@
+// The statement loop: reads a program statement by statement, runs steps, carries out the host's statements, and goes
+// on behind a mistake.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "host/session/session.h"
+#include "host/statement/host_statements.h"
+#include "host/statement/step.h"
+
+namespace vek {
+
+/// What a step begins with: the keyword PROC, misspelt or not, and the name of a procedure.
+struct StepBeginning {
+    std::string procedure;  ///< VEK or ANOVA
+    bool good = true;       ///< false when one of the words was misspelt, which has been reported
+};
+
+class StatementReader {
+  public:
+    explicit StatementReader(const ProgramText& program);
+    StatementReader(const StatementReader&) = delete;
+    StatementReader& operator=(const StatementReader&) = delete;
+    ~StatementReader();
+
+    /// Reads the program to its end.
+    void run();
+
+    // ---- called from inside a step (frame/host_statement.h) ---------------------------------------------------------
+    void step_loop(const Grammar* grammar, Proc* proc, int traces, const Callbacks* callbacks);
+    std::string_view current_text() const { return current_text_; }
+    void skip_to_end() { cursor_.to_end(); }
+    void name_statement(const Statement* statement);
+    const Step& step() const { return step_; }
+
+    /// The reader whose program is running; null outside.
+    static StatementReader* current();
+
+  private:
+    bool load();
+    void outside_step();
+    bool looks_like_proc(StepBeginning* beginning);
+    void run_step(const StepBeginning& beginning);
+    void skip_step();
+
+    bool proc_statement();
+    void step_statement();
+    void grammar_statement(const StatementRule& rule);
+    void host_statement(const HostStatement& host);
+    void run_statement();
+    void refused_statement(const std::string& word);
+    void fail_unknown(const std::string& word);
+    void quit();
+
+    bool begins();
+    void report_and_resume();
+    void statement_failed(int rc);
+    void statement_done();
+    void trace(const StatementContext& c);
+
+    Scanner scanner_;
+    TokenCursor cursor_;
+    Step step_;
+    std::string current_text_;
+    bool in_step_ = false;        ///< between PROC and the end of the step
+    bool proc_in_doubt_ = false;  ///< the words that began the step were misspelt
+    bool quiet_ = false;          ///< a step that could not begin: its statements are not complained of again
+    StatementReader* outer_ = nullptr;
+};
+
+}  // namespace vek
