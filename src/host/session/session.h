@@ -33,6 +33,9 @@ class LineSource {
     virtual bool next_line(std::string* line, bool continued) = 0;
 };
 
+/// The prompt on the terminal: lines with editing and history.
+LineSource* prompt_lines();
+
 /// A program before it is read. With `lines` the text arrives line by line, and `text` is empty.
 struct ProgramText {
     std::string name;    ///< as messages show it
@@ -51,6 +54,9 @@ enum class StepEnd {
     abandoned,  ///< a signal: nothing more of the program runs
 };
 
+struct Leave;
+class Outputs;
+
 class Session {
   public:
     /// Runs everything that the command line asks for; the exit status, or 128 + a signal's number.
@@ -66,6 +72,9 @@ class Session {
     int run_group(int (*callback)());
     /// True when no more statements are to be read.
     bool abandoned() const;
+    /// Shows what has come to the log and the listing since the last call. The session does so after each run group and
+    /// step; at the prompt the engine does so after each statement.
+    void show();
     /// True at the prompt.
     bool prompting() const { return prompting_; }
 
@@ -84,11 +93,21 @@ class Session {
     void reset_for_test();
 
   private:
-    friend struct SessionPrivate;
+    void run_programs(const std::vector<ProgramText>& programs);
+    StepEnd step_left(const Leave& leave, std::size_t errors_before);
+    void end_run_group(bool ok);
+    void end_step();
+    void out_of_memory();
+    void fault(std::string_view what);
+    int finish();
+
     CommandLine command_;
+    Outputs* outputs_ = nullptr;
     std::string procedure_, program_folder_;
     int step_ = 0, steps_ = 0;
-    bool prompting_ = false, fault_ = false;
+    bool prompting_ = false;
+    bool fault_ = false;         ///< a fault of the program itself: exit status 3
+    bool memory_short_ = false;  ///< even the message about it may have failed
 };
 
 Session& session();

@@ -1,0 +1,60 @@
+// The outputs of a run: listing, log, JSON document. Each is opened before anything runs, receives what is ready after
+// each run group, and is put in place, or discarded, at the end.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+
+#include "host/session/output_file.h"
+#include "host/session/session.h"
+#include "host/table/json_writer.h"
+
+namespace vek {
+
+class Outputs {
+  public:
+    Outputs() = default;
+    Outputs(const Outputs&) = delete;
+    Outputs& operator=(const Outputs&) = delete;
+    ~Outputs() = default;
+
+    /// Opens everything that the command line names. On failure nothing is left behind and `reason` says why, as one
+    /// sentence for the user.
+    bool open(const CommandLine& command, std::string* reason);
+
+    /// Writes what has come to the log and the report since the last call.
+    void show();
+
+    /// Writes what has come to the log alone.
+    void show_log_only() { show_log(); }
+
+    /// Completes the listing. Failures become errors of the log.
+    void finish_report();
+    /// Completes JSON and log, which tell the exit status; the status itself, changed when one of them could not be
+    /// completed.
+    int finish_log(int status);
+    /// Drops every output that is not in place; what standard error has had stays.
+    void discard();
+
+    /// True when standard output was closed, or its reader left, before all was written.
+    bool standard_output_lost() const { return lost_; }
+
+  private:
+    void show_log();
+    void show_listing();
+    void write_json_tables();
+    void check(OutputFile* file);
+    bool commit(OutputFile* file);
+    int line_width() const;
+
+    OutputFile listing_, log_, json_file_;
+    std::unique_ptr<JsonWriter> json_;
+    bool json_at_once_ = false;  ///< tables go to the JSON document as they come
+    bool log_to_error_ = true;
+    bool lost_ = false;
+    bool whole_report_needed_ = false;
+    std::size_t logged_ = 0;
+};
+
+}  // namespace vek
