@@ -187,6 +187,9 @@ bool Grid::fill(std::string_view text, const std::vector<Attribute>* attributes,
         if (value.empty() && !may_be_absent) return false;
         result->append(value);
     }
+    // Where something was absent, or a key ended in a blank, two blanks meet.
+    const auto both = [](char a, char b) { return a == ' ' && b == ' '; };
+    result->erase(std::unique(result->begin(), result->end(), both), result->end());
     return true;
 }
 
@@ -286,8 +289,8 @@ void Grid::choose_spans() {
     for (GridSpan& span : spans) {
         std::string buffer;
         span.text = std::string(shown(span.text, buffer));
-        int longest = 0, room = -columns[span.first].gap;
-        for (std::string_view word : split(span.text, ' ')) longest = std::max(longest, text_width(word));
+        const int longest = longest_word(span.text);
+        int room = -columns[span.first].gap;
         for (std::size_t i = span.first; i <= span.last; ++i) room += columns[i].width + columns[i].gap;
         if (longest > room) columns[span.last].width += longest - room;
     }
@@ -506,9 +509,7 @@ void Grid::measure(GridColumn& column) {
             lines.push_back(line);
             continue;
         }
-        std::size_t longest = 0;
-        for (std::string_view word : split(line, ' ')) longest = std::max(longest, word.size());
-        for (std::string& part : wrapped(line, std::max(room, static_cast<int>(longest)))) {
+        for (std::string& part : wrapped(line, std::max(room, longest_word(line)))) {
             lines.push_back(std::move(part));
         }
     }

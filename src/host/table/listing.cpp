@@ -10,6 +10,7 @@ namespace vek {
 namespace {
 constexpr std::size_t piece = std::size_t{1} << 16;
 constexpr int least_wrapped_width = 16;
+constexpr int worth_wrapping = 30;  // room for a long text beside other columns
 }  // namespace
 
 void ListingTable::end_line() {
@@ -37,15 +38,34 @@ int ListingTable::width_of(const std::vector<Place>& block) {
     return width;
 }
 
+// Columns that stand together: those under one heading, and marks with the column before them.
+std::vector<std::vector<ListingTable::Place>> ListingTable::units(std::size_t next, int less) const {
+    std::vector<std::vector<Place>> result;
+    std::size_t open = next;  // columns below this one belong to the last unit
+    for (; next < grid_.columns.size(); ++next) {
+        const GridColumn& column = grid_.columns[next];
+        if (result.empty() || (next >= open && column.gap > 0)) result.emplace_back();
+        result.back().push_back({next, column.width, column.gap > 1 ? column.gap - less : column.gap, false});
+        for (const GridSpan& span : grid_.spans) {
+            if (span.first == next) open = std::max(open, span.last + 1);
+        }
+    }
+    return result;
+}
+
 std::vector<std::vector<ListingTable::Place>> ListingTable::blocks() const {
+    // Blanks between columns are the first thing to give.
+    int whole = 0;
+    for (const GridColumn& column : grid_.columns) whole += column.gap + column.width;
+    const int less = whole > line_width_ ? 1 : 0;
     std::vector<Place> left;
     std::size_t next = 0;
     for (; next < grid_.columns.size() && grid_.columns[next].row_heading; ++next) {
-        left.push_back({next, grid_.columns[next].width, grid_.columns[next].gap, false});
+        const GridColumn& column = grid_.columns[next];
+        left.push_back({next, column.width, column.gap > 1 ? column.gap - less : column.gap, false});
     }
     // Row headings may take two thirds of the line, or all of it when there is nothing else.
-    const bool alone = next == grid_.columns.size();
-    const int room = alone ? line_width_ : line_width_ * 2 / 3;
+    const int room = next == grid_.columns.size() ? line_width_ : line_width_ * 2 / 3;
     while (width_of(left) > room) {
         const auto widest = std::max_element(left.begin(), left.end(),
                                              [](const Place& a, const Place& b) { return a.width < b.width; });
@@ -56,103 +76,118 @@ std::vector<std::vector<ListingTable::Place>> ListingTable::blocks() const {
     }
     std::vector<std::vector<Place>> result;
     std::vector<Place> block = left;
+    const auto used = [&] { return block.size() > left.size(); };
     const auto finish = [&] {
-        if (block.size() > left.size() || result.empty()) result.push_back(block);
+        if (used() || result.empty()) result.push_back(block);
         block = left;
     };
-    while (next < grid_.columns.size()) {
-        // A column comes with the marks that follow it.
-        std::vector<Place> together;
-        do {
-            const GridColumn& column = grid_.columns[next];
-            together.push_back({next, column.width, column.gap, false});
-            ++next;
-        } while (next < grid_.columns.size() && grid_.columns[next].gap == 0);
-        if (width_of(block) + width_of(together) > line_width_ && block.size() > left.size()) finish();
-        const int excess = width_of(block) + width_of(together) - line_width_;
-        if (excess > 0 && !grid_.columns[together.front().column].numeric()) {
-            together.front().wraps = true;
-            together.front().width = std::max(together.front().width - excess, least_wrapped_width);
+    const auto place = [&](std::vector<Place> columns) {
+        const int width = width_of(columns), fresh = line_width_ - width_of(left);
+        int spare = line_width_ - width_of(block);
+        const bool may_wrap = columns.size() == 1 && !grid_.columns[columns.front().column].numeric();
+        if (width > spare && used() && !(may_wrap && width > fresh && spare >= worth_wrapping)) {
+            finish();
+            spare = fresh;
         }
-        block.insert(block.end(), together.begin(), together.end());
+        if (width > spare && may_wrap) {
+            columns.front().wraps = true;
+            columns.front().width = std::max(columns.front().width - (width - spare), least_wrapped_width);
+        }
+        block.insert(block.end(), columns.begin(), columns.end());
+    };
+    for (const std::vector<Place>& unit : units(next, less)) {
+        if (width_of(unit) + width_of(left) <= line_width_) {
+            place(unit);
+            continue;
+        }
+        for (std::size_t i = 0; i < unit.size();) {
+            std::vector<Place> column{unit[i]};
+            while (++i < unit.size() && unit[i].gap == 0) column.push_back(unit[i]);
+            place(column);
+        }
     }
     finish();
+    for (std::vector<Place>& made : result) make_room_for_spans(made);
     return result;
 }
 
-void ListingTable::draw_spans(const std::vector<Place>& block) {
-    // The stretch of the line that each heading covers in this block.
-    struct Stretch {
-        int start, width;
-        std::vector<std::string> lines;
-    };
-    std::vector<Stretch> stretches;
-    std::size_t height = 0;
+// A heading over a few columns of this block needs room for its longest word.
+void ListingTable::make_room_for_spans(std::vector<Place>& block) const {
     for (const GridSpan& span : grid_.spans) {
-        int at = 0, start = -1, end = 0;
-        for (const Place& place : block) {
-            at += place.gap;
-            if (place.column >= span.first && place.column <= span.last) {
-                if (start < 0) start = at;
-                end = at + place.width;
-            }
-            at += place.width;
+        Place* last = nullptr;
+        int width = 0;
+        for (Place& place : block) {
+            if (place.column < span.first || place.column > span.last) continue;
+            width += place.width + (last == nullptr ? 0 : place.gap);
+            last = &place;
         }
-        if (start < 0 || span.text.empty()) continue;
-        stretches.push_back({start, end - start, wrapped(span.text, end - start)});
-        height = std::max(height, stretches.back().lines.size());
-    }
-    for (std::size_t line = 0; line < height; ++line) {
-        int at = 0;
-        for (const Stretch& stretch : stretches) {
-            if (stretch.start < at) continue;
-            pad(out_, stretch.start - at);
-            at = stretch.start;
-            const std::size_t skip = height - stretch.lines.size();
-            if (line < skip) continue;
-            const std::string& text = stretch.lines[line - skip];
-            const int width = text_width(text), spare = stretch.width - width;
-            const bool last = line + 1 == height;
-            const bool dashes = last && spare >= 4;
-            const int before = spare / 2;
-            if (dashes) {
-                out_.append(static_cast<std::size_t>(before - 1), '-');
-                out_ += ' ' + text + ' ';
-                out_.append(static_cast<std::size_t>(spare - before - 1), '-');
-            } else {
-                pad(out_, before);
-                out_ += text;
-                pad(out_, spare - before);
-            }
-            at = stretch.start + stretch.width;
-        }
-        end_line();
+        if (last != nullptr) last->width += std::max(longest_word(span.text) - width, 0);
     }
 }
 
+void ListingTable::put_aligned(std::string_view text, int width, Alignment alignment) {
+    const int spare = width - text_width(text);
+    const int before = alignment == Alignment::right ? spare : alignment == Alignment::centre ? spare / 2 : 0;
+    pad(out_, before);
+    out_ += text;
+    pad(out_, spare - before);
+}
+
+// Headings stand on the rule below them; a heading over several columns stands on theirs, with a rule of its own.
 void ListingTable::draw_headings(const std::vector<Place>& block) {
+    struct Stretch {
+        std::size_t first, last;  // places in the block
+        int width;
+        std::size_t base = 0;  // lines of the headings below it
+        std::vector<std::string> lines;
+    };
     std::vector<std::vector<std::string>> lines;
-    std::size_t height = 0;
     for (const Place& place : block) {
         lines.emplace_back();
         for (const std::string& heading : grid_.columns[place.column].heading) {
             for (std::string& line : wrapped(heading, place.width)) lines.back().push_back(std::move(line));
         }
-        height = std::max(height, lines.back().size());
     }
-    for (std::size_t row = 0; row < height; ++row) {
+    std::vector<Stretch> stretches;
+    std::vector<const Stretch*> over(block.size(), nullptr);
+    for (const GridSpan& span : grid_.spans) {
+        Stretch stretch{block.size(), 0, 0, 0, {}};
         for (std::size_t i = 0; i < block.size(); ++i) {
-            const GridColumn& column = grid_.columns[block[i].column];
+            if (block[i].column < span.first || block[i].column > span.last) continue;
+            stretch.width += block[i].width + (stretch.first == block.size() ? 0 : block[i].gap);
+            stretch.first = std::min(stretch.first, i);
+            stretch.last = i;
+            stretch.base = std::max(stretch.base, lines[i].size());
+        }
+        if (stretch.first == block.size() || span.text.empty()) continue;
+        stretch.lines = wrapped(span.text, stretch.width);
+        stretches.push_back(std::move(stretch));
+    }
+    std::size_t height = 0;
+    for (const auto& heading : lines) height = std::max(height, heading.size());
+    for (const Stretch& stretch : stretches) {
+        height = std::max(height, stretch.base + 1 + stretch.lines.size());
+        for (std::size_t i = stretch.first; i <= stretch.last; ++i) over[i] = &stretch;
+    }
+    for (std::size_t level = height; level-- > 0;) {  // lines from the rule upwards
+        for (std::size_t i = 0; i < block.size(); ++i) {
             pad(out_, block[i].gap);
-            const std::size_t skip = height - lines[i].size();
-            const std::string text = row < skip ? std::string() : lines[i][row - skip];
-            const int spare = block[i].width - text_width(text);
-            const int before = column.alignment == Alignment::right    ? spare
-                               : column.alignment == Alignment::centre ? spare / 2
-                                                                       : 0;
-            pad(out_, before);
-            out_ += text;
-            pad(out_, spare - before);
+            const Stretch* const stretch = over[i];
+            if (stretch != nullptr && level >= stretch->base) {
+                const std::size_t above = level - stretch->base;
+                if (above == 0) {
+                    out_.append(static_cast<std::size_t>(stretch->width), '-');
+                } else {
+                    const bool some = above <= stretch->lines.size();
+                    put_aligned(some ? stretch->lines[stretch->lines.size() - above] : std::string(), stretch->width,
+                                Alignment::centre);
+                }
+                i = stretch->last;
+            } else {
+                const std::vector<std::string>& heading = lines[i];
+                put_aligned(level < heading.size() ? heading[heading.size() - 1 - level] : std::string(),
+                            block[i].width, grid_.columns[block[i].column].alignment);
+            }
         }
         end_line();
     }
@@ -218,7 +253,6 @@ void ListingTable::draw(const Sink& sink) {
         first = false;
         const int width = std::min(width_of(block), std::max(line_width_, 1));
         if (grid_.headings) {
-            draw_spans(block);
             draw_headings(block);
             rule(width);
         }

@@ -25,9 +25,11 @@ class ListingTable {
         bool wraps = false;
     };
 
+    std::vector<std::vector<Place>> units(std::size_t next, int less) const;
     std::vector<std::vector<Place>> blocks() const;
+    void make_room_for_spans(std::vector<Place>& block) const;
     static int width_of(const std::vector<Place>& block);
-    void draw_spans(const std::vector<Place>& block);
+    void put_aligned(std::string_view text, int width, Alignment alignment);
     void draw_headings(const std::vector<Place>& block);
     void draw_rows(const std::vector<Place>& block, const Sink& sink);
     void draw_wrapped_row(const std::vector<Place>& block, std::size_t row);

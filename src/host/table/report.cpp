@@ -54,6 +54,7 @@ void Report::set_user_title(int line, std::string_view text) {
 
 void Report::set_title(int line, std::string_view text) {
     if (line < 1) return;
+    text = text.substr(0, text.find_last_not_of(' ') + 1);  // a variable without label leaves a blank
     const auto place = static_cast<std::size_t>(line - 1);
     if (titles_.size() <= place) {
         if (text.empty()) return;

@@ -46,8 +46,8 @@ void draw_heading(const ReportContext& context, const ReportContext* before, int
         std::string path;
         for (const std::string& heading : folder_headings(context)) path += (path.empty() ? "" : " > ") + heading;
         if (path.empty()) return;
-        line("[ " + path + " ]");
-        *out += '\n';
+        line(path);
+        *out += std::string(static_cast<std::size_t>(std::min(text_width(path), width)), '-') + "\n\n";
     }
 }
 

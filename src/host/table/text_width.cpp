@@ -76,6 +76,16 @@ std::vector<std::string> wrapped(std::string_view text, int width) {
     return lines;
 }
 
+int longest_word(std::string_view text) {
+    int longest = 0;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find(' '), text.size());
+        longest = std::max(longest, text_width(text.substr(0, end)));
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return longest;
+}
+
 void pad(std::string& out, int count) {
     if (count > 0) out.append(static_cast<std::size_t>(count), ' ');
 }

@@ -19,6 +19,9 @@ std::string_view shown(std::string_view text, std::string& buffer);
 /// Lines of at most `width` columns, broken at blanks, and inside a word only when it is wider than a line.
 std::vector<std::string> wrapped(std::string_view text, int width);
 
+/// Columns of the longest word.
+int longest_word(std::string_view text);
+
 /// Appends `count` blanks, none when it is negative.
 void pad(std::string& out, int count);
 
