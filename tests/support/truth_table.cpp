@@ -323,7 +323,10 @@ int run_tests(int argc, char** argv) {
         const std::string word = argv[i];
         if (word.empty() || word[0] == '-') continue;
         const std::size_t colon = word.find(':');
-        context.addFilter("test-case", ("*" + word.substr(0, colon) + "*").c_str());
+        std::string filter = word.substr(0, colon);
+        filter.insert(filter.begin(), '*');
+        filter += '*';
+        context.addFilter("test-case", filter.c_str());
         if (colon != std::string::npos) select_truth_rows(word);
     }
     return context.run();
