@@ -73,8 +73,8 @@ std::string shown_token(const Token& token) {
     constexpr std::size_t longest = 40;
     if (token.kind == TokenKind::end_of_program) return "the end of the program";
     std::string text = token.text;
-    if (token.kind == TokenKind::string) text = "'" + text + "'";
-    if (token.kind == TokenKind::name_literal) text = "'" + text + "'n";
+    if (token.kind == TokenKind::string) text = joined({"'", text, "'"});
+    if (token.kind == TokenKind::name_literal) text = joined({"'", text, "'n"});
     text = text.substr(0, text.find('\n'));
     if (text.size() > longest) {
         std::size_t end = longest;
@@ -84,7 +84,17 @@ std::string shown_token(const Token& token) {
     return text;
 }
 
-std::string quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
+std::string joined(std::initializer_list<std::string_view> parts) {
+    std::string text;
+    for (const std::string_view part : parts) text.append(part);
+    return text;
+}
+
+std::string quoted(std::string_view text) { return joined({"\"", text, "\""}); }
+
+std::string lost_closing(const Token& here) {
+    return here.ends_statement() || here.is("/") ? joined({")", here.text}) : std::string();
+}
 
 Token spanning(const Token& first, const Token& last) {
     Token token = first;
@@ -181,8 +191,8 @@ std::string marked_line(std::string_view line, int column, int length) {
     for (int i = from; i < to; ++i) text += characters[static_cast<std::size_t>(i)].text;
     if (to < count) text += "...";
     const int marks = std::max(1, width(place, std::min({place + std::max(length, 1), to})));
-    text += "\n" + std::string(static_cast<std::size_t>(before), ' ') + "^" +
-            std::string(static_cast<std::size_t>(marks - 1), '~');
+    text.append("\n").append(static_cast<std::size_t>(before), ' ').append("^");
+    text.append(static_cast<std::size_t>(marks - 1), '~');
     return text;
 }
 

@@ -15,6 +15,10 @@ namespace vek {
 std::string shown_token(const Token& token);
 /// Text of a token between quotes, or the word for a statement's end.
 std::string quoted(std::string_view text);
+std::string joined(std::initializer_list<std::string_view> parts);
+/// A closing parenthesis is often what was forgotten where a statement or its first part ends: the replacement of that
+/// token that would mend it, else empty.
+std::string lost_closing(const Token& here);
 /// The token that stands for all characters from `first` to the end of `last` when they share a line, else `first`.
 Token spanning(const Token& first, const Token& last);
 

@@ -85,7 +85,7 @@ bool parse_term(StatementContext& c, EffectUse use, PlacedTerm* placed) {
         } while (cursor.peek().is_name());
         if (!cursor.is(")")) {
             const Token& here = cursor.peek();
-            return cursor.fail_expected("a class variable or \")\"", here.ends_statement() ? ")" + here.text : "");
+            return cursor.fail_expected("a class variable or \")\"", lost_closing(here));
         }
         cursor.next();
     }

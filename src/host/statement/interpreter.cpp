@@ -19,7 +19,7 @@ bool expect_closing(StatementContext& c, std::string_view or_else) {
     if (c.cursor.accept(")")) return true;
     const Token& here = c.cursor.peek();
     return c.cursor.fail_expected(std::string(or_else) + "\")\"",
-                                  here.ends_statement() || here.is("/") ? ")" + here.text : "");
+                                  lost_closing(here));
 }
 
 /// "=" behind an option that needs a value.
@@ -28,7 +28,8 @@ bool expect_equals(StatementContext& c, const Token& keyword) {
     const Token& here = c.cursor.peek();
     const bool value = here.is_name() || here.is_number() || here.kind == TokenKind::string;
     return c.cursor.fail(here, statement_messages, message_needs_value, {upper_case(keyword.text)}, "\"=\" and a value",
-                         value && here.line == keyword.line && here.kind != TokenKind::string ? "=" + here.text : "");
+                         value && here.line == keyword.line && here.kind != TokenKind::string ? joined({"=", here.text})
+                                                                                              : std::string());
 }
 
 bool parse_ranged_number(StatementContext& c, const Option& option, const Token& keyword, double* value) {
@@ -230,7 +231,7 @@ bool parse_clauses(StatementContext& c) {
             const std::string word = upper_case(keyword.text);
             if (find_option(c.rule->options, word) != nullptr) {
                 return cursor.fail(keyword, statement_messages, message_lost_slash, {word, c.name()}, {},
-                                   "/ " + keyword.text);
+                                   joined({"/ ", keyword.text}));
             }
             Nearest nearest(word);
             for (const Option& o : c.rule->clauses) nearest.offer_all(o.names);
@@ -395,7 +396,7 @@ bool parse_option_value(StatementContext& c, const Option& option, const Token& 
 
 bool parse_options(StatementContext& c, std::span<const Option> options, std::string_view owner) {
     TokenCursor& cursor = c.cursor;
-    const std::string expected = "an option of " + std::string(owner) + " or \";\"";
+    const std::string expected = joined({"an option of ", owner, " or \";\""});
     while (!cursor.at_end()) {
         const Token keyword = cursor.peek();
         if (keyword.kind != TokenKind::name) {
@@ -449,7 +450,7 @@ bool open_data_sets(StatementContext& c) {
             data = open_last(c.cursor.place(c.keyword));
         } else {
             if (open.absent) {
-                open.reference.name = "DATA" + std::to_string(++made_up);
+                open.reference.name = joined({"DATA", std::to_string(++made_up)});
                 open.reference.token = c.keyword;
                 open.reference.place = c.cursor.place(c.keyword);
             }

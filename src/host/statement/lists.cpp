@@ -44,7 +44,7 @@ bool numbered_names(StatementContext& c, const Token& first, const Token& last, 
     }
     if (a.number > b.number) {
         return c.cursor.fail(both, statement_messages, message_range_backwards, {first.text, last.text}, {},
-                             last.text + "-" + first.text);
+                             joined({last.text, "-", first.text}));
     }
     if (b.number - a.number >= most_list_elements) {
         return c.cursor.fail(both, statement_messages, message_range_too_long, {most_list_elements});
@@ -110,7 +110,7 @@ bool fail_unknown_variable(StatementContext& c, const Token& token, Wanted wante
                                         [&](const Option& o) { return has_name(o.names, word); });
         if (option) {
             return c.cursor.fail(token, statement_messages, message_lost_slash, {word, c.name()}, {},
-                                 "/ " + token.text);
+                                 joined({"/ ", token.text}));
         }
     }
     Nearest nearest(token.text);
@@ -329,10 +329,10 @@ bool parse_levels(StatementContext& c, std::vector<std::string>* levels, std::ve
             continue;
         }
         if (token.kind == TokenKind::integer || token.kind == TokenKind::number) {
-            return cursor.fail_expected("a level in quotes", "'" + token.text + "'");
+            return cursor.fail_expected("a level in quotes", joined({"'", token.text, "'"}));
         }
         if (token.kind != TokenKind::string && !token.is_name()) {
-            return cursor.fail_expected("a level in quotes or \")\"", token.ends_statement() ? ")" + token.text : "");
+            return cursor.fail_expected("a level in quotes or \")\"", lost_closing(token));
         }
         levels->push_back(token.text);
         ++in_group;

@@ -347,7 +347,7 @@ void StatementReader::step_statement() {
     const std::string word = first.kind == TokenKind::name ? upper_case(first.text) : std::string();
     if (step_.trace_syntax) {
         std::string text;
-        for (std::size_t i = 0; i < cursor_.size(); ++i) text += " " + shown_token(cursor_.token(i));
+        for (std::size_t i = 0; i < cursor_.size(); ++i) text.append(" ").append(shown_token(cursor_.token(i)));
         xpslog("SYN%s", text.c_str());
     }
     const HostStatement* host = find_host_statement(word);

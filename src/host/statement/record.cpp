@@ -112,7 +112,7 @@ std::string describe(const Statement& statement, std::span<const SlotView> view)
     for (int bit = 0; bit < static_cast<int>(sizeof statement.flags) * 8; ++bit) {
         if (statement.option(bit)) bits += fmt::format(" {}", bit);
     }
-    if (!bits.empty()) text += " bits" + bits;
+    if (!bits.empty()) text.append(" bits").append(bits);
     for (const SlotView& v : view) {
         const Slot& slot = statement.slot(v.slot);
         if (!slot.given()) continue;
