@@ -36,7 +36,13 @@ bool text_is_missing(TextValue text) {
 
 bool mark_missing(LevelPass& pass, int place, std::uint8_t mark) {
     const Column& column = pass.columns[place];
-    if (column.number != nullptr) return mark_rows(pass, column.number + pass.start, mark, wzmis);
+    if (column.number != nullptr) {
+        // Missing values are NaNs: the quick test finds columns that have none.
+        const double* values = column.number + pass.start;
+        bool any = false;
+        for (int r = 0; r < pass.rows; ++r) any |= std::isnan(values[r]);
+        return any && mark_rows(pass, values, mark, wzmis);
+    }
     return mark_rows(pass, column.text + pass.start, mark, text_is_missing);
 }
 

@@ -292,12 +292,12 @@ void zgmabs(ModelBlock& zgm) {
 namespace {
 
 void take_group_mean_out(ModelBlock& zgm) {
-    const AbsorbGroup& group = *zgm.absgroup;
+    AbsorbGroup& group = *zgm.absgroup;
+    std::sort(group.columns, group.columns + group.count);
     for (int a = 0; a < group.count; ++a) {
-        for (int b = a; b < group.count; ++b) {
-            const auto [i, j] = std::minmax(group.columns[a], group.columns[b]);
-            zgm.xpxrows[i][j] -= zgm.absrow[i] / zgm.absw * zgm.absrow[j];
-        }
+        const int i = group.columns[a];
+        const double mean = zgm.absrow[i] / zgm.absw;
+        for (int b = a; b < group.count; ++b) zgm.xpxrows[i][group.columns[b]] -= mean * zgm.absrow[group.columns[b]];
     }
 }
 

@@ -1,7 +1,8 @@
 // sum_records: the crossproducts and column statistics of all records of a pass. Elements without class part have one
 // column each and form a short dense vector; an element with class part adds that vector, times its own value, to the
 // sums of its current column. The sums are spread over the triangle at the end. Every element of the triangle receives
-// its rows one after the other, as in the loop over zgmacc and zgmscp, so the digits are the same.
+// its rows one after the other, as in the loop over zgmacc and zgmscp, so the digits are the same. Records are taken in
+// small batches, so that each step is a tight loop.
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -37,6 +38,9 @@ struct SplitRow {
         int before;    // fixed slots of earlier elements
         double* sums;  // [ncols][width] products with the fixed part
         const Effect* effect;
+        int* column;       // [batch] column within the effect
+        double* value;     // [batch] 1 for a pure class effect
+        double* weighted;  // [batch] value * weight
     }* element = nullptr;
 
     int npairs = 0;
@@ -44,30 +48,34 @@ struct SplitRow {
         int first, second;  // class elements whose products must be added row by row
     }* pair = nullptr;
 
-    double frequencies = 0;          // their sum
-    int* class_column = nullptr;     // [nclass] of the current record: column in X,
-    double* class_value = nullptr;   // value,
-    double* class_scaled = nullptr;  // and value * weight
-    double* products = nullptr;      // [nprod] of the current record
-    double* value = nullptr;         // [width]
-    double* scaled = nullptr;        // [width] value * weight
-    double* square = nullptr;        // [width][width] sums of the fixed part; unused with the blocked kernel
-    double* total = nullptr;         // [width] sums of scaled; only with the blocked kernel
-    double* largest = nullptr;       // [width] of |value|
-    double* smallest = nullptr;
+    int nloose = 0;
+    int* loose = nullptr;  // [nreg + nprod] values whose sums are no column sums: all with a WEIGHT variable
+
+    double* square = nullptr;    // [width][width] sums of the fixed part; unused with the blocked kernel
+    double* total = nullptr;     // [width] sums of the fixed part times 1; only with the blocked kernel
+    double* largest = nullptr;   // [width] of |value|
+    double* smallest = nullptr;  // [width]
+    double frequencies = 0;      // their sum
+};
+
+/// Some usable records, taken apart.
+struct Batch {
+    int capacity = 0, count = 0;
+    const std::byte** record = nullptr;  // [capacity]
+    double* frequency = nullptr;         // [capacity]
+    double* weight = nullptr;            // [capacity] frequency * weight
+    double* product = nullptr;           // [capacity][nprod] products of regressors
+    double* value = nullptr;             // [capacity][width] the fixed part
+    double* scaled = nullptr;            // [capacity][width] value * weight; value itself for data without weights
 };
 
 constexpr int no_source = std::numeric_limits<int>::min();
 
-/// Where the continuous part of an element stands in the record.
-int value_source(const ModelBlock& zgm, const double* value) {
-    if (value >= zgm.prodval && value < zgm.prodval + zgm.nprod) return ~static_cast<int>(value - zgm.prodval);
-    return static_cast<int>(value - zgm.yval);
-}
+/// Where value k, of the regressors and then the products, stands in the record.
+int value_source(const ModelBlock& zgm, int k) { return k < zgm.nreg ? zgm.ny + k : ~(k - zgm.nreg); }
 
-double source_value(const SplitRow& row, const double* values, int source) {
-    return source >= 0 ? values[source] : row.products[~source];
-}
+/// Which value the continuous part of an effect is.
+int value_index(const ModelBlock& zgm, const EffectMod& mod) { return static_cast<int>(mod.value - zgm.xval); }
 
 /// True when the class variables of a and b together are those of c.
 bool class_union(const Effect& a, const Effect& b, const Effect& c) {
@@ -135,6 +143,20 @@ void add_fixed_slot(SplitRow& row, int column, int source) {
     row.source[row.nfixed++] = source;
 }
 
+/// The fixed slot of value k, a regressor or product, or -1 when it is no effect by itself.
+int slot_of_value(const ModelBlock& zgm, const SplitRow& row, int k) {
+    const int slot = zlstmem({row.source + 1, static_cast<std::size_t>(row.nfixed - 1)}, value_source(zgm, k)) + 1;
+    return slot == row.nfixed ? -1 : slot;
+}
+
+/// A value that is an effect by itself has its sum in its column, unless a weight stands in that.
+void find_loose_values(const ModelBlock& zgm, SplitRow& row) {
+    row.loose = array<int>(zgm.pool, zgm.nreg + zgm.nprod);
+    for (int k = 0; k < zgm.nreg + zgm.nprod; ++k) {
+        if (zgm.nwgt > 0 || slot_of_value(zgm, row, k) < 0) row.loose[row.nloose++] = k;
+    }
+}
+
 SplitRow split_row(ModelBlock& zgm) {
     Pool* pool = zgm.pool;
     SplitRow row;
@@ -146,32 +168,37 @@ SplitRow split_row(ModelBlock& zgm) {
     for (int i = 1; i <= zgm.neff; ++i) {
         const Effect& e = *zgm.effects[i];
         const EffectMod& mod = *e.mod;
-        const int source = mod.value == nullptr ? no_source : value_source(zgm, mod.value);
+        const int source = mod.value == nullptr ? no_source : value_source(zgm, value_index(zgm, mod));
         if (mod.table < 0) {
             add_fixed_slot(row, mod.firstcol, source);
         } else {
-            row.element[row.nclass++] = {mod.map, mod.levset, mod.firstcol, mod.ncols, source, row.nfixed, nullptr, &e};
+            row.element[row.nclass++] = {.map = mod.map,
+                                         .levset = mod.levset,
+                                         .firstcol = mod.firstcol,
+                                         .ncols = mod.ncols,
+                                         .source = source,
+                                         .before = row.nfixed,
+                                         .sums = nullptr,
+                                         .effect = &e,
+                                         .column = nullptr,
+                                         .value = nullptr,
+                                         .weighted = nullptr};
         }
     }
     for (int k = 0; k < zgm.nyp; ++k) add_fixed_slot(row, zgm.ncol + k, zgm.ylist[k]);
 
+    find_loose_values(zgm, row);
+
     row.width = rounded_width(row.nfixed);
     const int width = row.width;
-    row.products = array<double>(pool, zgm.nprod);
-    row.value = array<double>(pool, std::int64_t{5} * width);
-    row.scaled = row.value + width;
-    row.total = row.scaled + width;
+    row.total = array<double>(pool, std::int64_t{3} * width);
     row.largest = row.total + width;
     row.smallest = row.largest + width;
-    row.value[0] = 1;
     std::fill_n(row.smallest, width, std::numeric_limits<double>::max());
     if (row.nfixed < blocked_from) row.square = array<double>(pool, std::int64_t{width} * width);
     for (int e = 0; e < row.nclass; ++e)
         row.element[e].sums = array<double>(pool, std::int64_t{row.element[e].ncols} * width);
 
-    row.class_column = array<int>(pool, row.nclass);
-    row.class_value = array<double>(pool, std::int64_t{2} * row.nclass);
-    row.class_scaled = row.class_value + row.nclass;
     row.pair = array<SplitRow::Pair>(pool, std::int64_t{row.nclass} * row.nclass / 2);
     for (int a = 0; a < row.nclass; ++a) {
         for (int b = a + 1; b < row.nclass; ++b) {
@@ -181,119 +208,227 @@ SplitRow split_row(ModelBlock& zgm) {
     return row;
 }
 
-/// What does not change while the records of a pass are added.
+Batch make_batch(const ModelBlock& zgm, SplitRow& row) {
+    constexpr int cached_doubles = 4096, fewest = 8, most = 64;
+    Pool* pool = zgm.pool;
+    Batch batch;
+    const int n = batch.capacity = std::clamp(cached_doubles / row.width, fewest, most);
+    batch.record = array<const std::byte*>(pool, n);
+    batch.frequency = array<double>(pool, std::int64_t{2} * n);
+    batch.weight = batch.frequency + n;
+    std::fill_n(batch.frequency, 2 * n, 1.0);
+    batch.product = array<double>(pool, std::int64_t{n} * zgm.nprod);
+    batch.value = array<double>(pool, std::int64_t{n} * row.width);
+    const bool weighted = zgm.nfreq + zgm.nwgt > 0;
+    batch.scaled = weighted ? array<double>(pool, std::int64_t{n} * row.width) : batch.value;
+    for (int r = 0; r < n; ++r) batch.value[std::ptrdiff_t{r} * row.width] = 1;
+    for (int k = 0; k < row.nclass; ++k) {
+        SplitRow::ClassElement& e = row.element[k];
+        e.column = array<int>(pool, n);
+        e.value = e.source == no_source ? batch.frequency : array<double>(pool, std::int64_t{2} * n);
+        e.weighted = e.source == no_source ? batch.weight : e.value + n;
+    }
+    return batch;
+}
+
+/// What the steps of the summation share.
 struct Summation {
     ModelBlock& zgm;
     const ColumnStatistics& statistics;
     SplitRow& row;
+    Batch& batch;
     Crossproduct* blocked;  // of the fixed part; null when its sums are in row.square
     bool first;             // no record has been added
 };
 
-/// Adds x * frequency to the sums behind the regressors' means.
-void add_regressors(const ModelBlock& zgm, const ColumnStatistics& statistics, const double* x, const double* products,
-                    double frequency) {
-    double* means = statistics.xmeans;
-    for (int k = 0; k < zgm.nreg; ++k) means[k] += x[k] * frequency;
-    for (int k = 0; k < zgm.nprod; ++k) means[zgm.nreg + k] += products[k] * frequency;
-}
+const double* values_of(const Summation& s, int r) { return record_values(s.zgm, s.batch.record[r]); }
 
-void fill_products(const ModelBlock& zgm, const double* x, double* products) {
-    for (int k = 0; k < zgm.nprod; ++k) {
-        const Effect& e = *zgm.prodeff[k];
-        products[k] = x[e.cont[0]];
-        for (int i = 1; i < e.ncont; ++i) products[k] *= x[e.cont[i]];
+void weigh_batch(Summation& s) {
+    const ModelBlock& zgm = s.zgm;
+    Batch& batch = s.batch;
+    if (zgm.nfreq + zgm.nwgt == 0) {
+        s.row.frequencies += batch.count;
+        return;
+    }
+    const int weight_at = zgm.ny + zgm.nreg + zgm.nprod;
+    for (int r = 0; r < batch.count; ++r) {
+        const double* values = values_of(s, r);
+        batch.frequency[r] = zgm.nfreq > 0 ? std::trunc(values[weight_at + 1]) : 1;
+        batch.weight[r] = zgm.nwgt > 0 ? batch.frequency[r] * values[weight_at] : batch.frequency[r];
+        s.row.frequencies += batch.frequency[r];
     }
 }
 
+void fill_products(Summation& s) {
+    const ModelBlock& zgm = s.zgm;
+    double* product = s.batch.product;
+    for (int r = 0; r < s.batch.count; ++r) {
+        const double* x = values_of(s, r) + zgm.ny;
+        for (int k = 0; k < zgm.nprod; ++k) {
+            const Effect& e = *zgm.prodeff[k];
+            double value = x[e.cont[0]];
+            for (int i = 1; i < e.ncont; ++i) value *= x[e.cont[i]];
+            *product++ = value;
+        }
+    }
+}
+
+double source_value(const Summation& s, int source, int r) {
+    return source >= 0 ? values_of(s, r)[source] : s.batch.product[r * s.zgm.nprod + ~source];
+}
+
+/// Copies what stands at `source` in the records to every `stride`-th place from `target` on.
+void gather(const Summation& s, int source, double* target, int stride) {
+    for (int r = 0; r < s.batch.count; ++r, target += stride) *target = source_value(s, source, r);
+}
+
 /// Takes the first row's dependent values off all rows.
-void shift_dependents(Summation& s, double* dependents) {
+void shift_dependents(Summation& s) {
     double* origin = s.statistics.yorigin;
-    if (s.first) std::copy_n(dependents, s.zgm.nyp, origin);
-    for (int k = 0; k < s.zgm.nyp; ++k) dependents[k] -= origin[k];
+    if (origin == nullptr) return;
+    const int nyp = s.zgm.nyp;
+    double* dependents = s.batch.value + s.row.nfixed - nyp;
+    if (s.first) std::copy_n(dependents, nyp, origin);
+    for (int r = 0; r < s.batch.count; ++r, dependents += s.row.width)
+        for (int k = 0; k < nyp; ++k) dependents[k] -= origin[k];
+}
+
+/// Adds value * frequency to the sums behind the means of regressors and products that no column sum tells.
+void add_loose_values(const Summation& s) {
+    for (int i = 0; i < s.row.nloose; ++i) {
+        const int k = s.row.loose[i], source = value_source(s.zgm, k);
+        double sum = s.statistics.xmeans[k];
+        for (int r = 0; r < s.batch.count; ++r) sum += source_value(s, source, r) * s.batch.frequency[r];
+        s.statistics.xmeans[k] = sum;
+    }
+}
+
+/// The fixed part of the batch: values, extremes, products with itself. W is its width, or 0 when it is known only at
+/// run time and the products go through the blocked kernel.
+template <int W>
+void add_fixed_part(Summation& s) {
+    const SplitRow& row = s.row;
+    const Batch& batch = s.batch;
+    const int width = W > 0 ? W : row.width, count = batch.count;
+    if (batch.scaled != batch.value) {
+        for (int r = 0; r < count; ++r)
+            for (int f = 0; f < width; ++f) batch.scaled[r * width + f] = batch.value[r * width + f] * batch.weight[r];
+    }
+    const double *value = batch.value, *scaled = batch.scaled;
+    for (int r = 0; r < count; ++r, value += width) {
+        for (int f = 0; f < width; ++f) {
+            const double size = std::fabs(value[f]);
+            row.largest[f] = std::max(row.largest[f], size);
+            row.smallest[f] = std::min(row.smallest[f], size);
+        }
+    }
+    value = batch.value;
+    if constexpr (W > 0) {
+        double sums[W * W];
+        std::copy_n(row.square, W * W, sums);
+        for (int r = 0; r < count; ++r, value += W, scaled += W)
+            for (int i = 0; i < W; ++i)
+                for (int f = 0; f < W; ++f) sums[i * W + f] += scaled[i] * value[f];
+        std::copy_n(sums, W * W, row.square);
+    } else {
+        for (int r = 0; r < count; ++r, value += width, scaled += width) {
+            for (int f = 0; f < width; ++f) row.total[f] += scaled[f];
+            s.blocked->add(value + s.zgm.noint, batch.weight[r]);
+        }
+    }
+}
+
+/// Columns of the batch in an element with class part, and its values.
+void fill_class_element(const Summation& s, const SplitRow::ClassElement& e) {
+    for (int r = 0; r < s.batch.count; ++r) e.column[r] = e.map[record_levels(s.batch.record[r])[e.levset]];
+    if (e.source == no_source) return;
+    gather(s, e.source, e.value, 1);
+    for (int r = 0; r < s.batch.count; ++r) e.weighted[r] = e.value[r] * s.batch.weight[r];
+}
+
+template <int W>
+void add_class_element(const Summation& s, const SplitRow::ClassElement& e) {
+    const int width = W > 0 ? W : s.row.width;
+    const double* scaled = s.batch.scaled;
+    for (int r = 0; r < s.batch.count; ++r, scaled += width) {
+        double* sums = e.sums + std::ptrdiff_t{e.column[r]} * width;
+        for (int f = 0; f < width; ++f) sums[f] += scaled[f];
+    }
 }
 
 /// An element with class and continuous part: its own value scales what it adds. In a product the factor that comes
 /// first in the row carries the weight.
-void add_mixed_element(const Summation& s, const SplitRow::ClassElement& e, double* sums, int column, double u,
-                       double w) {
-    const double tu = u * w;
-    for (int f = 0; f < e.before; ++f) sums[f] += s.row.scaled[f] * u;
-    for (int f = e.before; f < s.row.nfixed; ++f) sums[f] += tu * s.row.value[f];
-    s.zgm.xpxrows[column][column] += tu * u;
-    double& largest = s.statistics.colmax[column];
-    double& smallest = s.statistics.colmin[column];
-    largest = std::max(largest, std::fabs(u));
-    smallest = std::min(smallest, std::fabs(u));
+void add_mixed_element(const Summation& s, const SplitRow::ClassElement& e) {
+    const int width = s.row.width, nfixed = s.row.nfixed;
+    const double *value = s.batch.value, *scaled = s.batch.scaled;
+    for (int r = 0; r < s.batch.count; ++r, value += width, scaled += width) {
+        double* sums = e.sums + std::ptrdiff_t{e.column[r]} * width;
+        for (int f = 0; f < e.before; ++f) sums[f] += scaled[f] * e.value[r];
+        for (int f = e.before; f < nfixed; ++f) sums[f] += e.weighted[r] * value[f];
+        const int c = e.firstcol + e.column[r];
+        const double size = std::fabs(e.value[r]);
+        s.zgm.xpxrows[c][c] += e.weighted[r] * e.value[r];
+        s.statistics.colmax[c] = std::max(s.statistics.colmax[c], size);
+        s.statistics.colmin[c] = std::min(s.statistics.colmin[c], size);
+    }
 }
 
-/// Adds the usable records of a run. W is the width of the fixed part, or 0 when it is known only at run time and its
-/// crossproducts go through the blocked kernel.
+void add_pair(const Summation& s, const SplitRow::ClassElement& a, const SplitRow::ClassElement& b) {
+    // A pure class element's own value is 1, whatever its batch arrays hold.
+    const bool pure = b.source == no_source;
+    for (int r = 0; r < s.batch.count; ++r)
+        s.zgm.xpxrows[a.firstcol + a.column[r]][b.firstcol + b.column[r]] +=
+            pure ? a.weighted[r] : a.weighted[r] * b.value[r];
+}
+
 template <int W>
-void add_run(Summation& s, const RecordSpan& run) {
-    ModelBlock& zgm = s.zgm;
+void add_batch(Summation& s) {
     SplitRow& row = s.row;
-    const int width = W > 0 ? W : row.width, nfixed = row.nfixed, nclass = row.nclass, noint = zgm.noint;
-    const int y1 = zgm.ylist[0], weight_at = zgm.ny + zgm.nreg + zgm.nprod;
-    double* const value = row.value;
-    double* const scaled = row.scaled;
-    int* const column = row.class_column;
-    double* const own = row.class_value;
-    double* const weighted = row.class_scaled;
-
-    const std::byte* record = run.first;
-    for (std::int64_t r = 0; r < run.count; ++r, record += run.stride) {
-        if (record_type(record) < record_all) continue;
-        const double* values = record_values(zgm, record);
-        if (wzmis(values[y1])) continue;
-        double frequency = 1, w = 1;
-        if (zgm.nfreq > 0) w = frequency = std::trunc(values[weight_at + 1]);
-        if (zgm.nwgt > 0) w = frequency * values[weight_at];
-        if (zgm.nprod > 0) fill_products(zgm, values + zgm.ny, row.products);
-        for (int f = 1; f < nfixed; ++f) value[f] = source_value(row, values, row.source[f]);
-        if (s.statistics.yorigin != nullptr) shift_dependents(s, value + nfixed - zgm.nyp);
-        s.first = false;
-        row.frequencies += frequency;
-        add_regressors(zgm, s.statistics, values + zgm.ny, row.products, frequency);
-
-        for (int f = 0; f < width; ++f) scaled[f] = value[f] * w;
-        for (int f = 0; f < width; ++f) row.largest[f] = std::max(row.largest[f], std::fabs(value[f]));
-        for (int f = 0; f < width; ++f) row.smallest[f] = std::min(row.smallest[f], std::fabs(value[f]));
-        if constexpr (W > 0) {
-            for (int i = 0; i < nfixed; ++i)
-                for (int f = 0; f < W; ++f) row.square[i * W + f] += scaled[i] * value[f];
+    if (s.batch.count == 0) return;
+    weigh_batch(s);
+    if (s.zgm.nprod > 0) fill_products(s);
+    for (int f = 1; f < row.nfixed; ++f) gather(s, row.source[f], s.batch.value + f, row.width);
+    shift_dependents(s);
+    add_loose_values(s);
+    add_fixed_part<W>(s);
+    for (int k = 0; k < row.nclass; ++k) {
+        const SplitRow::ClassElement& e = row.element[k];
+        fill_class_element(s, e);
+        if (e.source == no_source) {
+            add_class_element<W>(s, e);
         } else {
-            for (int f = 0; f < width; ++f) row.total[f] += scaled[f];
-            s.blocked->add(value + noint, w);
-        }
-
-        const std::int16_t* levels = record_levels(record);
-        for (int k = 0; k < nclass; ++k) {
-            const SplitRow::ClassElement& e = row.element[k];
-            const int level = e.map[levels[e.levset]];
-            double* sums = e.sums + std::ptrdiff_t{level} * width;
-            column[k] = e.firstcol + level;
-            own[k] = 1;
-            weighted[k] = w;
-            if (e.source == no_source) {
-                for (int f = 0; f < width; ++f) sums[f] += scaled[f];
-            } else {
-                own[k] = source_value(row, values, e.source);
-                weighted[k] = own[k] * w;
-                add_mixed_element(s, e, sums, column[k], own[k], w);
-            }
-        }
-        for (int k = 0; k < row.npairs; ++k) {
-            const SplitRow::Pair& pair = row.pair[k];
-            zgm.xpxrows[column[pair.first]][column[pair.second]] += weighted[pair.first] * own[pair.second];
+            add_mixed_element(s, e);
         }
     }
+    for (int k = 0; k < row.npairs; ++k) add_pair(s, row.element[row.pair[k].first], row.element[row.pair[k].second]);
+    s.first = false;
+    s.batch.count = 0;
+}
+
+/// Adds the usable records of a run, batch by batch.
+template <int W>
+void add_run(Summation& s, const RecordSpan& run) {
+    Batch& batch = s.batch;
+    const int y1 = s.zgm.ylist[0];
+    const std::byte* record = run.first;
+    for (std::int64_t r = 0; r < run.count; ++r, record += run.stride) {
+        if (record_type(record) < record_all || wzmis(record_values(s.zgm, record)[y1])) continue;
+        batch.record[batch.count++] = record;
+        if (batch.count == batch.capacity) add_batch<W>(s);
+    }
+    // The records of the run are gone after this.
+    add_batch<W>(s);
 }
 
 /// Spreads the sums of the fixed part over the triangle.
 void fold_fixed_part(const Summation& s) {
     const SplitRow& row = s.row;
     const double* total = s.blocked != nullptr ? row.total : row.square;
+    const ModelBlock& zgm = s.zgm;
+    for (int k = 0; k < zgm.nreg + zgm.nprod && zgm.nwgt == 0; ++k) {
+        const int slot = slot_of_value(zgm, row, k);
+        if (slot >= 0) s.statistics.xmeans[k] = total[slot];
+    }
     s.zgm.sumw += total[0];
     for (int i = 0; i < row.nfixed; ++i) {
         const int c = row.column[i];
@@ -343,7 +478,8 @@ void fold_covered_pairs(const Summation& s) {
 
 void sum_without_absorption(ModelBlock& zgm, const ColumnStatistics& statistics) {
     SplitRow row = split_row(zgm);
-    Summation s{zgm, statistics, row, nullptr, true};
+    Batch batch = make_batch(zgm, row);
+    Summation s{zgm, statistics, row, batch, nullptr, true};
     alignas(Crossproduct) std::byte room[sizeof(Crossproduct)];
     if (row.square == nullptr) {
         const int count = row.nfixed - zgm.noint;
@@ -369,6 +505,7 @@ void sum_without_absorption(ModelBlock& zgm, const ColumnStatistics& statistics)
 void sum_with_absorption(ModelBlock& zgm, const ColumnStatistics& statistics) {
     bool first = true;
     double* dependents = zgm.vals + zgm.neff + 1;
+    const int nvalues = zgm.nreg + zgm.nprod;
     for (zgmloli(zgm, record_all, true); zgmlolc(zgm); zgmloln(zgm, record_all, true)) {
         zgmacc(zgm);
         if (statistics.yorigin != nullptr) {
@@ -376,8 +513,10 @@ void sum_with_absorption(ModelBlock& zgm, const ColumnStatistics& statistics) {
             for (int k = 0; k < zgm.nyp; ++k) dependents[k] -= statistics.yorigin[k];
         }
         first = false;
-        add_regressors(zgm, statistics, zgm.xval, zgm.prodval, *zgm.freqval);
-        for (int k = 0; k < zgm.nreg + zgm.nprod; ++k) statistics.counts[k] += *zgm.freqval;
+        for (int k = 0; k < nvalues; ++k) {
+            statistics.xmeans[k] += zgm.xval[k] * *zgm.freqval;
+            statistics.counts[k] += *zgm.freqval;
+        }
         zgmscp(zgm);
         for (int i = zgm.noint; i <= zgm.neff + zgm.nyp; ++i) {
             const int c = zgm.cols[i];
