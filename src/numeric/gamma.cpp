@@ -200,7 +200,7 @@ double wilhil(double a, double x, double& Q) {
     const double z = (std::cbrt(r) - (1 - 1 / h)) * std::sqrt(h);
     const double s = z * z;
     const double c =
-        std::exp(-s / 2) * 0.3989422804014327 * ((s / 3 - 1) * z * 0.25 - (7 - (s + 4) * s) / (15 * std::sqrt(h))) / h;
+        std::exp(-s / 2) * 0.3989422804014327 * ((s / 3 - 1) * z * 0.25 + (7 - (s + 4) * s) / (15 * std::sqrt(h))) / h;
     const double n = zprbnrm(-std::fabs(z));
     if (z <= 0) {
         const double P = n + c;
@@ -241,12 +241,13 @@ int zigamma(double x, double a, double& P, double& Q, double& d) {
         const double s = !lower             ? upper_fraction(x, a, raised)
                          : a1 < large_shape ? lower_series(x, a1)
                                             : lower_fraction(x, a1);
-        if (!(s > 0)) return failed_ratio(P, Q, d);
+        if (s == not_ended) return failed_ratio(P, Q, d);
         // The recurrence of a raised shape: the lower tail gains the density, the upper tail loses it.
         tail = raised && !lower ? s * d : std::exp(std::log(s) + L);
         if (raised && lower) tail += d;
     }
-    if (raised) d *= a / x;  // a itself: a1 - 1 has lost its low digits
+    if (std::isnan(tail)) return failed_ratio(P, Q, d);  // a shape so large that even its logarithms overflow
+    if (raised) d = std::min(d * a / x, largest);        // a itself: a1 - 1 has lost its low digits
     tail = std::clamp(tail, 0.0, 1.0);
     P = computed_lower ? tail : 1 - tail;
     Q = computed_lower ? 1 - tail : tail;
