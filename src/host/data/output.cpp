@@ -1,0 +1,155 @@
+// The host's operations on data sets that are written: the list of variables, the rows, the end.
+#include <algorithm>
+
+#include "frame/host_storage.h"
+#include "host/data/dataset_parts.h"
+#include "host/data/library.h"
+#include "host/message/catalogue.h"
+
+namespace vek {
+
+namespace {
+
+bool listed(const std::vector<DataSet::NameOption>& options, const std::string& folded) {
+    return std::any_of(options.begin(), options.end(),
+                       [&](const DataSet::NameOption& option) { return folded_name(option.name) == folded; });
+}
+
+/// The error about an option of the output that names a variable which is not there ends the step.
+[[noreturn]] void refuse(int number, const DataSet::NameOption& option, const DataSet& data) {
+    report(910, number, arguments(option.name, data.shown), option.place);
+    xexit(2000, 911);
+}
+
+void check_names(const DataSet& data) {
+    for (const auto* options : {&data.keep, &data.drop, &data.rename}) {
+        for (const DataSet::NameOption& option : *options) {
+            if (data.names.find(option.name) < 0) refuse(50, option, data);
+        }
+    }
+}
+
+}  // namespace
+
+PutList* xvputi(DataSet* data) {
+    if (data->closed) reopen_output(data);
+    data->puts.push_back(std::make_unique<PutList>());
+    data->puts.back()->data = data;
+    if (!data->defined) {
+        data->variables.clear();
+        data->names.build({});
+    }
+    return data->puts.back().get();
+}
+
+static int add(PutList* list, Variable variable, PutList::Item item) {
+    DataSet* data = list->data;
+    const std::string folded = folded_name(variable.name);
+    const bool taken = std::any_of(data->variables.begin(), data->variables.end(),
+                                   [&](const Variable& one) { return folded_name(one.name) == folded; });
+    if (taken) return -1;
+    item.variable = static_cast<int>(data->variables.size());
+    item.type = variable.type;
+    item.length = variable.length;
+    data->variables.push_back(std::move(variable));
+    list->items.push_back(item);
+    return item.variable;
+}
+
+int xvputd(PutList* list, std::string_view name, VariableType type, int length, const void* source,
+           std::string_view label, std::string_view format) {
+    Variable variable;
+    variable.name = name;
+    variable.label = label;
+    variable.type = type;
+    variable.length = length;
+    variable.format = format_from_text(format, 0, 0);
+    PutList::Item item;
+    item.source = source;
+    return add(list, std::move(variable), item);
+}
+
+int xvputcv(PutList* list, const FetchList* from, int place) {
+    PutList::Item item;
+    item.from = from;
+    item.place = place;
+    return add(list, from->data->variables[static_cast<std::size_t>(from->variables[static_cast<std::size_t>(place)])],
+               item);
+}
+
+void xvpute(PutList* list) {
+    DataSet* data = list->data;
+    if (data->defined) return;
+    data->names.build(data->variables);
+    check_names(*data);
+    std::vector<Variable> kept;
+    for (PutList::Item& item : list->items) {
+        Variable variable = data->variables[static_cast<std::size_t>(item.variable)];
+        const std::string folded = folded_name(variable.name);
+        const bool out = (data->has_keep && !listed(data->keep, folded)) || listed(data->drop, folded);
+        item.variable = out ? -1 : static_cast<int>(kept.size());
+        if (out) continue;
+        for (const DataSet::NameOption& option : data->rename) {
+            if (folded_name(option.name) == folded) variable.name = option.new_name;
+        }
+        kept.push_back(std::move(variable));
+    }
+    data->variables = std::move(kept);
+    data->names.build(data->variables);
+    for (const DataSet::NameOption& option : data->rename) {
+        const auto same = std::count_if(data->variables.begin(), data->variables.end(), [&](const Variable& one) {
+            return folded_name(one.name) == folded_name(option.new_name);
+        });
+        if (same > 1) refuse(51, option, *data);
+    }
+    data->writer->define(data->variables);
+    data->defined = true;
+}
+
+void xyvput(PutList* list, int row) {
+    RowWriter& writer = *list->data->writer;
+    writer.begin_row();
+    for (const PutList::Item& item : list->items) {
+        if (item.variable < 0) continue;
+        if (item.from != nullptr) {
+            const Column& column = item.from->columns[static_cast<std::size_t>(item.place)];
+            if (item.type == VariableType::numeric) {
+                writer.number(column.number[row]);
+            } else {
+                const TextValue& value = column.text[row];
+                writer.text({value.length == 0 ? "" : value.data, static_cast<std::size_t>(value.length)});
+            }
+        } else if (item.type == VariableType::numeric) {
+            writer.number(*static_cast<const double*>(item.source));
+        } else {
+            std::string_view value(static_cast<const char*>(item.source), static_cast<std::size_t>(item.length));
+            value = value.substr(0, value.find('\0'));
+            while (!value.empty() && value.back() == ' ') value.remove_suffix(1);
+            writer.text(value);
+        }
+    }
+    writer.end_row();
+    ++list->data->written;
+}
+
+void xvputt(PutList* list) {
+    if (list == nullptr) return;
+    auto& puts = list->data->puts;
+    puts.erase(std::remove_if(puts.begin(), puts.end(),
+                              [list](const std::unique_ptr<PutList>& one) { return one.get() == list; }),
+               puts.end());
+}
+
+void xomsg(const DataSet* data) { report(910, 42, arguments(data->shown, data->written, data->variables.size()), {}); }
+
+void xoclose(DataSet* data) {
+    if (data->closed) return;
+    if (!data->defined) {
+        data->writer->define(data->variables);
+        data->defined = true;
+    }
+    data->closed = true;
+    data->writer->complete();
+}
+
+}  // namespace vek
