@@ -59,11 +59,11 @@ std::string excerpt(const TokenCursor& cursor, const Token& token, std::string_v
                     std::string_view suggest) {
     std::string text = marked_line(cursor.scanner().line(token.line), token.column, token.length);
     if (!expected.empty()) text.append("\nexpected ").append(expected);
-    // A suggestion that adds a sign is told by the message's own words.
-    const bool word = !suggest.empty() && suggest.size() < 60 && suggest.find_first_of(";)/=") == std::string::npos;
-    if (word && suggest != " ") {
-        text.append(expected.empty() ? "\n" : "; ").append("did you mean ").append(visible_text(suggest)).append("?");
-    }
+    if (suggest.empty() || suggest == " " || suggest.size() > 60) return text;
+    text.append(expected.empty() ? "\n" : "; ");
+    // A word in place of a word was misspelt; a sign was forgotten.
+    const bool sign = suggest.find_first_of(";)/=") != std::string::npos;
+    text.append(sign ? "write " : "did you mean ").append(visible_text(suggest)).append(sign ? " there" : "?");
     return text;
 }
 
@@ -206,7 +206,9 @@ void report_failure(const TokenCursor& cursor) {
 
 void report_at(const TokenCursor& cursor, const Token& token, int number,
                std::initializer_list<MessageArgument> arguments, std::string_view expected, std::string suggest) {
-    const std::string lines = excerpt(cursor, token, expected, suggest);
+    // The message about a semicolon says itself what to write.
+    const bool told = number == message_missing_semicolon;
+    const std::string lines = excerpt(cursor, token, expected, told ? std::string_view{} : suggest);
     report(statement_messages, number, MessageArguments(arguments.begin(), arguments.size()), cursor.place(token),
            std::move(suggest), lines);
 }

@@ -195,6 +195,13 @@ bool parse_variable_list(StatementContext& c) {
 
 bool parse_model(StatementContext& c) {
     TokenCursor& cursor = c.cursor;
+    bool equals = false;
+    for (int ahead = 0; !cursor.peek(ahead).ends_statement() && !cursor.peek(ahead).is("/") && !equals; ++ahead) {
+        equals = cursor.peek(ahead).is("=");
+    }
+    if (!equals && cursor.peek().is_name()) {
+        return cursor.fail(cursor.peek(cursor.peek(1).is_name() ? 1 : 0), statement_messages, message_model_equals, {});
+    }
     std::vector<int> dependents;
     if (!parse_variables(c, Wanted::numeric, &dependents)) return false;
     if (!cursor.is("="))

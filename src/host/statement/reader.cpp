@@ -168,11 +168,11 @@ void StatementReader::outside_step() {
         if (!beginning.procedure.empty()) {
             run_step(beginning);
         } else {
-            quiet_ = true;
+            quiet_ = !session().prompting();
         }
     } else if (!quiet_) {
         if (is_statement_keyword(vekg(), word)) {
-            quiet_ = true;
+            quiet_ = !session().prompting();
             report_at(cursor_, first, message_outside_step, {word});
         } else {
             fail_unknown(word);
@@ -218,11 +218,13 @@ void StatementReader::run_step(const StepBeginning& beginning) {
     step_ = Step{};
     in_step_ = true;
     proc_in_doubt_ = !beginning.good;
+    skip_rest_ = false;
     const StepEnd end = session().run_step(beginning.procedure, cursor_.place(cursor_.peek()));
     set_where_gate(nullptr);
     step_.data = nullptr;
     const bool unfinished = std::exchange(in_step_, false);
-    if (end == StepEnd::stopped && unfinished && !session().prompting()) skip_step();
+    const bool stopped = (end == StepEnd::stopped && unfinished) || skip_rest_;
+    if (stopped && !session().prompting() && !session().abandoned()) skip_step();
     step_ = Step{};
 }
 
@@ -249,7 +251,10 @@ void StatementReader::step_loop(const Grammar* grammar, Proc* proc, int traces, 
     step_.callbacks = callbacks;
     step_.trace_semantic = (traces & trace_semantic) != 0;
     step_.trace_syntax = (traces & trace_syntax) != 0;
-    if (!proc_statement()) return quit();
+    if (!proc_statement()) {
+        skip_rest_ = true;
+        return quit();
+    }
     while (load()) {
         const Token& first = cursor_.peek();
         if (first.is("PROC")) {
@@ -273,7 +278,7 @@ void StatementReader::quit() {
         const auto place = step_.places.find(head);
         report(statement_messages, message_no_model, {}, place != step_.places.end() ? place->second : Place{});
     }
-    if (mistake) report(statement_messages, message_rest_not_run, {}, {});
+    if (mistake && !session().prompting()) report(statement_messages, message_rest_not_run, {}, {});
     host_log().set_statement({});
     if (step_.callbacks->quit != nullptr) session().run_group(step_.callbacks->quit);
 }

@@ -65,6 +65,7 @@ class StatementReader {
     std::string current_text_;
     bool in_step_ = false;        ///< between PROC and the end of the step
     bool proc_in_doubt_ = false;  ///< the words that began the step were misspelt
+    bool skip_rest_ = false;      ///< the step cannot go on behind its PROC statement
     bool quiet_ = false;          ///< a step that could not begin: its statements are not complained of again
     StatementReader* outer_ = nullptr;
 };
