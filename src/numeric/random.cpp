@@ -1,4 +1,4 @@
-// Uniform, normal and gamma streams: turns a seed into the next variable and the next seed.
+// Uniform and gamma streams: turns a seed into the next variable and the next seed.
 #include "numeric/random.h"
 
 #include <cmath>
@@ -9,21 +9,7 @@ namespace vek {
 
 namespace {
 
-constexpr std::int64_t modulus = 2147483647;
-constexpr std::int64_t multiplier = 397204094;
-
-// A product of two residues, below 2^62, modulo 2^31 - 1: the high part folds onto the low one.
-std::int32_t multiply(std::int64_t x, std::int64_t y) {
-    const std::int64_t product = x * y;
-    const std::int64_t folded = (product & modulus) + (product >> 31);
-    return static_cast<std::int32_t>(folded >= modulus ? folded - modulus : folded);
-}
-
-std::int64_t residue(std::int64_t x) {
-    if (x >= 0 && x < modulus) return x;
-    x %= modulus;
-    return x < 0 ? x + modulus : x;
-}
+constexpr std::int32_t multiplier = 397204094;
 
 void prepare(double a, GammaState& state) {
     state = GammaState{};
@@ -74,14 +60,8 @@ double part_of_gamma(std::int32_t& seed, const GammaState& state) {
 }  // namespace
 
 double zranuni(std::int32_t& seed) {
-    seed = multiply(multiplier, residue(seed));
+    seed = zranuni_jump(seed, multiplier);
     return seed / 2147483647.0;
-}
-
-double zrannor(std::int32_t& seed) {
-    const double u1 = zranuni(seed);
-    const double u2 = zranuni(seed);
-    return std::sqrt(-2 * std::log(u1)) * std::cos(6.283185307179586 * u2);
 }
 
 double zrangam(std::int32_t& seed, double a, GammaState& state) {
@@ -97,14 +77,12 @@ double zrangam(std::int32_t& seed, double a, GammaState& state) {
 
 std::int32_t zranuni_factor(std::int64_t draws) {
     std::int32_t factor = 1;
-    std::int64_t power = multiplier;
+    std::int32_t power = multiplier;
     for (; draws > 0; draws >>= 1) {
-        if (draws & 1) factor = multiply(factor, power);
-        power = multiply(power, power);
+        if (draws & 1) factor = zranuni_jump(factor, power);
+        power = zranuni_jump(power, power);
     }
     return factor;
 }
-
-std::int32_t zranuni_jump(std::int32_t seed, std::int32_t factor) { return multiply(residue(seed), residue(factor)); }
 
 }  // namespace vek

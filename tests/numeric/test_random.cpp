@@ -193,3 +193,33 @@ TEST_CASE("zqpsort: bad arguments are not refused, or NaN keeps it from ending")
     CHECK(zqpsort(200000, organ.data(), 1, last, values) == 0);
     CHECK(values[0] == 100000);
 }
+
+TEST_CASE("random: normal variables in a block differ from those drawn one by one, or by another version") {
+    for (InstructionSet set : {InstructionSet::portable, InstructionSet::avx2, InstructionSet::avx512}) {
+        if (!instruction_set_runs(set)) continue;
+        CAPTURE(instruction_set_name(set));
+        std::int32_t one_by_one = 77, by_block = 77;
+        for (std::ptrdiff_t n : {0, 1, 3, 4, 8, 60, 63, 64, 65, 128, 1000}) {
+            CAPTURE(n);
+            std::vector<double> expected(static_cast<std::size_t>(n)), block(static_cast<std::size_t>(n) + 1, 5.0);
+            for (double& value : expected) value = zrannor(one_by_one);
+            zrannor_fill(by_block, n, block.data(), set);
+            CHECK(by_block == one_by_one);
+            CHECK(block.back() == 5.0);
+            block.pop_back();
+            CHECK(block == expected);
+        }
+    }
+    // Against the C library's functions, over many seeds and at the ends of both uniforms.
+    double worst = 0;
+    for (std::int32_t start : {1, 31337, 2147483646}) {
+        std::int32_t seed = start;
+        for (int draw = 0; draw < 100000; ++draw) {
+            std::int32_t copy = seed;
+            const double u1 = zranuni(copy), u2 = zranuni(copy);
+            const double expected = std::sqrt(-2 * std::log(u1)) * std::cos(6.283185307179586 * u2);
+            worst = std::max(worst, std::fabs(zrannor(seed) - expected));
+        }
+    }
+    CHECK(worst <= 2e-15);
+}
