@@ -88,7 +88,7 @@ class Search {
             const double share = std::log((kratio_ - 1) / (b.k - 1)) / std::log((a.k - 1) / (b.k - 1));
             const double t = b.t * std::exp(std::log(a.t / b.t) * share);
             a = b;
-            if (std::fabs(t - a.t) > agreement) {
+            if (!(std::fabs(t - a.t) <= agreement)) {
                 if (!evaluate(t, b)) return false;
                 if (!(std::fabs(b.k - kratio_) <= kratio_ * agreement)) continue;
             }

@@ -10,7 +10,7 @@ namespace vek {
 //   method    ratio of two integrals over the prior variance ratio b > 0, by zhrdyv with tolerance 1e-06 (Waller and
 //             Duncan, JASA 64 (1969)). The integrand's common scale starts at the first value that the integrand takes,
 //             so that no degrees of freedom make it vanish
-//   accuracy  relative 1e-06 in k
+//   accuracy  relative 2e-08 in k
 //   cost      60 to 300 incomplete beta ratios; no allocation, no state
 //   tests     tests/numeric/calck.tsv
 int calck(double t, double q, double dfe, double fratio, double& k);
@@ -19,7 +19,7 @@ int calck(double t, double q, double dfe, double fratio, double& k);
 //   domain    kratio > 1, fratio >= 0, q and dfe >= 1; both are capped at 1e8
 //   result    0 found; -1 found, with q or dfe capped; 1 failure (crit untouched)
 //   method    doubling or halving from t = 1, then a secant on the logarithms of t and k - 1; at most 30 calls of calck
-//   accuracy  absolute 2e-05 in t, or what 1e-05 of kratio implies
+//   accuracy  absolute 1e-05 in t
 //   cost      4 to 10 calls of calck
 //   tests     tests/numeric/zbayest.tsv
 int zbayest(double kratio, double fratio, double q, double dfe, double& crit);

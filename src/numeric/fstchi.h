@@ -20,7 +20,7 @@ struct ChiMixture {
 //   method    df < 7 or state -1: zhrdys from `centre` with tolerance 1e-08. Otherwise the Gauss rule of 7 nodes for
 //             the weight (generalised Laguerre polynomials, Golub and Welsch, Math. Comp. 23 (1969)): nodes by a
 //             rational fit in sqrt(1/a), made by tools/numeric/root1_fit.py, weights by the three-term recurrence
-//   accuracy  polynomials of degree up to 13: 5e-10 relative, by the fit of the nodes
+//   accuracy  polynomials of degree up to 13: relative 2e-9 with the Gauss rule (by the fit of its nodes), else 1e-8
 //   cost      7 calls of f with the Gauss rule; 50 to 200 adaptively. No allocation, no state
 //   tests     tests/numeric/test_range.cpp
 int zfstchi(double (*f)(double x, ChiMixture& mixture), double df, ChiMixture& mixture, double& r, double centre,

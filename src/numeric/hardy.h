@@ -13,8 +13,8 @@ namespace vek {
 //             the total; then halves the step until two totals differ by less than sqrt(eps) of the total, or, without
 //             rel, by less than eps. Convergence of this rule: Trefethen and Weideman, SIAM Review 56 (2014)
 //   accuracy  about eps where the error squares with each halving. Two totals can also be near each other by chance
-//             while the step is still coarser than f; the error can then be as large as the difference allowed, which
-//             is sqrt(eps) of the total and more (range_probability.h tells how often)
+//             while the step is still coarser than f; the error is then as large as sqrt(eps) of the total and more
+//             (range_probability.h tells how often that happens)
 //   cost      2 limits points at step 1, twice as many after each halving; no allocation, no state
 //   tests     tests/numeric/test_range.cpp
 int zhardy(double (*f)(double x, void* context), double centre, void* context, double eps, double& r, int halvings,
@@ -31,9 +31,11 @@ struct HardyControl {
 
 // zhrdys(control, r): r = the integral of control.f over x > 0.
 //   domain    as zhardy with exponential
-//   result    0 done; 1 not achieved, as zhardy, or the integrand has set control.failed, or more than 32767 points a
-//   side method    zhardy's rule with x = centre e^t, both tests of the difference accuracy  as zhardy cost      as
-//   zhardy tests     tests/numeric/test_range.cpp
+//   result    0 done; 1 not achieved: as zhardy, or control.failed was set, or more than 32767 points a side
+//   method    zhardy's rule with x = centre e^t, both tests of the difference
+//   accuracy  as zhardy
+//   cost      as zhardy
+//   tests     tests/numeric/test_range.cpp
 int zhrdys(HardyControl& control, double& r);
 
 // Two values times exp(scale): integrands that range over thousands of powers of ten keep their ratio.

@@ -6,9 +6,8 @@
 //   result    q with |P(q) - p| <= 1e-05 p, P the matching probability as it is computed; missing when p is outside its
 //             bounds, the means are too few (sum of w > 1 for the range, > 0 for the maximum modulus, n >= 1 for
 //             Dunnett), df < 1, a probability on the way is missing, or 70 steps do not suffice
-//   method    secant iteration on P: on log q and log P for p below 0.2, plain to 0.5, on log(1 - P) above; the start
-//   is
-//             the quantile of the largest of as many independent moduli
+//   method    secant iteration on P: on log q and log P for p below 0.2, plain to 0.5, on log(1 - P) above; it starts
+//             at the quantile of the largest of as many independent moduli
 //   accuracy  what 1e-05 of p implies for q, and the accuracy of P
 #pragma once
 
