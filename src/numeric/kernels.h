@@ -36,7 +36,9 @@ void zmmult(double* c, const double* a, const double* b, std::ptrdiff_t m, std::
 ///   layout    the swept block holds its inverse, the unswept block its Schur complement; an element of a swept row i
 ///             and an unswept row j is the coefficient of j on i when i < j, and its negative when i > j
 ///   method    Gauss-Jordan sweep; a second sweep on k undoes the first, up to rounding
+///   accuracy  of order 9 and condition below 100: 1e-13 absolute, and 1e-12 after the way back
 ///   cost      n²/2 products; `work` holds n doubles
+///   tests     tests/numeric/test_kernels.cpp
 int zsweep(double* a, std::ptrdiff_t k, std::ptrdiff_t n, char* state, double* work, double tolerance);
 
 /// z = y + a x.
