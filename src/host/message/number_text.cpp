@@ -128,11 +128,10 @@ Digits fit_fixed(double magnitude, const Digits& exact, int room) {
 }
 
 Digits fit_scientific(double magnitude, const Digits& exact, int room) {
-    for (int significant = exact.count; significant >= 1; --significant) {
+    const int most = room - exponent_length(exact.exponent) - 1;
+    for (int significant = std::min(exact.count, std::max(most, 1)); significant >= 1; --significant) {
         const Digits d = significant == exact.count ? exact : rounded_digits(magnitude, significant);
-        const int length = scientific_length(d);
-        if (length <= room) return d;
-        significant = std::min(significant, significant - std::max(length - room, 1) + 1);
+        if (scientific_length(d) <= room) return d;
     }
     return {};
 }
