@@ -189,7 +189,7 @@ double zprbsrg(int n, double q, double df, const double* v, const double* w, dou
 }
 
 double zprbdnt(bool two_sided, int n, double q, const double* alpha, const double* beta, const double* w) {
-    if (n < 1 || std::isnan(q)) return missing;
+    if (n < 1 || std::isnan(q) || (two_sided && q < 0)) return missing;
     Dunnett dunnett{two_sided, n, q, alpha, beta, w};
     return line_integral(dunnett_integrand, &dunnett);
 }

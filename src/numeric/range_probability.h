@@ -47,8 +47,8 @@ double zprbsrg(int n, double q, double df, const double* v, const double* w, dou
 // Parameters lambda_i with correlations lambda_i lambda_j give alpha = lambda / sqrt(1 - lambda^2) and
 // beta = 1 / sqrt(1 - lambda^2).
 //   domain    alpha, beta > 0, alpha[0] from about 0.02 on; one-sided q may be negative
-//   result    the probability; missing for n < 1, q not a number, where the integrand vanishes at 0 or when the
-//             integral does not settle
+//   result    the probability; missing for n < 1, q not a number, two-sided q < 0, where the integrand vanishes at 0
+//             (two-sided q = 0) or when the integral does not settle
 //   method    integral over the control, by zhardy with tolerance 1e-07 from 0 (Dunnett, JASA 50 (1955))
 //   accuracy  absolute 3e-7 for up to 20 comparisons; by chance to 5e-6 for 100 to 200 with lambda from 0.7 on
 //   cost      15 to 130 points of n to 2n normal values

@@ -250,6 +250,7 @@ def sdt_rows(folder):
     t.block("definition", columns)
     for row in [(2, "0", "10", "0.5", 3, "0", "no distance"), (2, "-1", "10", "0.5", 3, "missing", "two-sided, negative"),
                 (2, "nan", "10", "0.5", 3, "missing", "no number"), (1, "nan", "inf", "0.5", 3, "missing", "no number"),
+                (2, "-1", "inf", "0.5", 2, "missing", "two-sided, negative, known variance"),
                 (2, "inf", "10", "0.5", 3, "1", "everything"), (1, "inf", "10", "0.5", 3, "1", "everything"),
                 (2, "2", "0.75", "0.5", 3, "missing", "df below 1"), (2, "2", "nan", "0.5", 3, "missing", "df no number"),
                 (1, "-8", "10", "0.5", 20, "missing", "a probability below 1e-10"),
