@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "frame/host_message.h"
+#include "host/message/number_text.h"
 #include "host/table/text_width.h"
 #include "numeric/missing.h"
 
@@ -41,10 +42,7 @@ std::string_view fixed_text(double value, int decimals, Cell& cell) {
 
 std::string_view best_text(double value, int width, Cell& cell) {
     width = std::clamp(width, 1, 40);
-    xpfs(value, width, best_for_value, cell.digits);
-    std::string_view text(cell.digits, static_cast<std::size_t>(width));
-    text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
-    return text;
+    return {cell.digits, static_cast<std::size_t>(write_best(value, width, cell.digits))};
 }
 
 std::string_view p_text(double value, int decimals, Cell& cell) {
@@ -97,7 +95,7 @@ Grid::Grid(const TableModel& table) : table_(table), rules_(rules_of(table)) {
 // ---- columns ------------------------------------------------------------------------------------------------------
 
 void Grid::choose_columns() {
-    const std::vector<Column>& all = table_.rows().columns;
+    const std::vector<TableColumn>& all = table_.rows().columns;
     std::vector<std::pair<std::size_t, std::size_t>> order;  // place in the template, place in the model
     std::vector<const TemplateColumn*> rules(all.size(), nullptr);
     for (std::size_t i = 0; i < all.size(); ++i) {
@@ -137,7 +135,7 @@ void Grid::choose_columns() {
 
 void Grid::choose_formats(GridColumn& column) {
     for (std::size_t s = 0; s < table_.sets.size(); ++s) {
-        const Column& given = table_.sets[s].columns[column.source];
+        const TableColumn& given = table_.sets[s].columns[column.source];
         NumberFormat format;
         const TemplateColumn* const rule = column.rule;
         format.form = rule == nullptr ? NumberForm::by_kind : rule->form;
@@ -195,7 +193,7 @@ bool Grid::fill(std::string_view text, const std::vector<Attribute>* attributes,
 
 void Grid::choose_headings() {
     for (GridColumn& column : columns) {
-        const Column& given = table_.rows().columns[column.source];
+        const TableColumn& given = table_.rows().columns[column.source];
         std::string_view fallback = given.label.empty() ? std::string_view(given.name) : std::string_view(given.label);
         if (table_.kind == TableKind::matrix && column.source == 0) fallback = table_.corner;
         std::string line;
@@ -239,7 +237,7 @@ void Grid::choose_texts() {
 }
 
 void Grid::choose_spans() {
-    const std::vector<Column>& all = table_.sets.empty() ? std::vector<Column>() : table_.rows().columns;
+    const std::vector<TableColumn>& all = table_.sets.empty() ? std::vector<TableColumn>() : table_.rows().columns;
     const auto named = [&](std::string_view name) {
         const auto found = std::find_if(columns.begin(), columns.end(),
                                         [&](const GridColumn& c) { return all[c.source].name == name; });
@@ -355,7 +353,7 @@ void Grid::cell(std::size_t row, std::size_t place, Cell& out) const {
     const std::size_t sets = table_.sets.size();
     const RowSet& set = table_.sets[row % sets];
     const std::size_t r = row / sets;
-    const Column& given = set.columns[column.source];
+    const TableColumn& given = set.columns[column.source];
     out.before = -1;
     switch (given.kind) {
         case ColumnKind::number:

@@ -80,7 +80,7 @@ std::uint32_t stored_size(ColumnKind kind) {
 
 void RowSet::end_columns() {
     std::uint32_t offset = 0;
-    for (Column& column : columns) {
+    for (TableColumn& column : columns) {
         column.offset = offset;
         offset += stored_size(column.kind);
     }
@@ -101,7 +101,7 @@ int RowSet::read_row() {
     ++rows_;
     int fault = -1;
     for (std::size_t i = 0; i < columns.size(); ++i) {
-        const Column& column = columns[i];
+        const TableColumn& column = columns[i];
         switch (column.kind) {
             case ColumnKind::character:
                 std::memcpy(last_ + column.offset, column.source, 1);

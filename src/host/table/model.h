@@ -51,7 +51,7 @@ constexpr bool is_text(ColumnKind kind) {
 }
 constexpr bool is_integer(ColumnKind kind) { return kind == ColumnKind::integer || kind == ColumnKind::degrees; }
 
-struct Column {
+struct TableColumn {
     std::string name;
     std::string label;  ///< empty leaves the heading to the template
     std::string like;   ///< column of the template that tells how this one looks; empty for its own name
@@ -111,7 +111,7 @@ struct MixedValue {
 /// Columns and rows of values.
 class RowSet {
   public:
-    std::vector<Column> columns;
+    std::vector<TableColumn> columns;
 
     /// Lays out a row; no column is added from here on.
     void end_columns();

@@ -149,7 +149,7 @@ int define_column(TableModel& table, Tags tags) {
     if (table.kind != TableKind::data || table.rows().ready()) return wrong_order;
     constexpr std::array kinds{ColumnKind::character, ColumnKind::integer, ColumnKind::degrees, ColumnKind::number,
                                ColumnKind::buffer,    ColumnKind::text,    ColumnKind::string};
-    Column column;
+    TableColumn column;
     column.kind = static_cast<ColumnKind>(integer_of(tags, 103, 0));
     column.name = text_of(tags, 138);
     column.label = text_of(tags, 296);
@@ -237,7 +237,7 @@ int fill_matrix(TableModel& table, Tags tags) {
     set.columns.resize(columns + 1);
     set.columns[0].name = "Row";
     for (std::size_t j = 0; j < columns; ++j) {
-        Column& column = set.columns[j + 1];
+        TableColumn& column = set.columns[j + 1];
         column.name = columnnames.empty() ? table.rows().columns[j + 1].name : std::string(trimmed(columnnames[j]));
         column.kind = ColumnKind::number;
         column.width = static_cast<std::int16_t>(std::clamp<std::int64_t>(integer_of(tags, 278, 0), 0, 1000));
@@ -288,7 +288,7 @@ int finish_matrix(TableModel& table, Tags tags) {
     const std::int64_t width = integer_of(tags, 278, 0);
     if (table.path.empty() || width < 0 || width > INT16_MAX) return wrong_arguments;
     for (RowSet& set : table.sets) {
-        for (Column& column : set.columns) {
+        for (TableColumn& column : set.columns) {
             if (column.width == 0) column.width = static_cast<std::int16_t>(width);
         }
     }
@@ -298,7 +298,7 @@ int finish_matrix(TableModel& table, Tags tags) {
 int end_table(TableModel* table) {
     if (table->sets.empty() || (table->kind == TableKind::data && !table->rows().ready())) return wrong_order;
     for (RowSet& set : table->sets) {
-        for (Column& column : set.columns) column.source = nullptr;
+        for (TableColumn& column : set.columns) column.source = nullptr;
     }
     current().end_table(table);
     return 0;

@@ -91,7 +91,7 @@ void write_set(JsonWriter& json, const RowSet& set, std::string_view prefix, std
     json.name("columns");
     json.begin_array();
     for (std::size_t j = 0; j < set.columns.size(); ++j) {
-        const Column& column = set.columns[j];
+        const TableColumn& column = set.columns[j];
         json.begin_object();
         const std::string name = j > 0 ? std::string(prefix) + column.name : column.name;
         json.member("name", name);
