@@ -11,6 +11,7 @@
 #include "host/message/catalogue.h"
 #include "host/message/number_text.h"
 #include "host/statement/suggest.h"
+#include "host/table/service.h"
 
 namespace vek {
 
@@ -156,6 +157,7 @@ bool xbynext(DataSet* data) {
         check_order(data);
     }
     const bool some = data->rows->next_group();
+    if (some && !data->by.empty()) tables().group_begins(by_values, data);
     if (some && data->rows->empty() && !data->told_empty) {
         data->told_empty = true;
         report(910, 41, arguments(data->shown), {});

@@ -15,6 +15,7 @@ void Report::begin_step(std::string_view procedure, int step) {
 void Report::end_step() {
     discard_unfinished();
     by_.clear();
+    by_source_ = nullptr;
     procedure_.clear();
     step_ = 0;
     objects_.clear();
@@ -31,7 +32,14 @@ void Report::discard_unfinished() {
     changed();
 }
 
+void Report::group_begins(ByValues (*values)(const DataSet*), const DataSet* data) {
+    flush_lines();
+    by_source_ = values;
+    by_data_ = data;
+}
+
 void Report::set_by(const ByValues& values) {
+    by_source_ = nullptr;
     if (values == by_) return;
     flush_lines();
     by_ = values;
@@ -90,6 +98,7 @@ const std::shared_ptr<const ReportContext>& Report::context() {
         auto made = std::make_shared<ReportContext>();
         made->procedure = procedure_;
         made->step = step_;
+        if (by_source_ != nullptr) set_by(by_source_(by_data_));
         made->by = by_;
         made->path = path_;
         for (const auto* list : {&user_titles_, &titles_}) {

@@ -14,6 +14,8 @@
 
 namespace vek {
 
+struct DataSet;
+
 /// An object of the protocol.
 struct HostObject {
     enum class Class { root, manager, folder, table } kind = Class::root;
@@ -35,6 +37,7 @@ class Report {
     void begin_step(std::string_view procedure, int step);
     void end_step();
     void set_by(const ByValues& values);
+    void group_begins(ByValues (*values)(const DataSet*), const DataSet* data);
 
     /// A title line of the user (1 and up); empty takes it and those below it back.
     void set_user_title(int line, std::string_view text);
@@ -72,6 +75,8 @@ class Report {
     std::string procedure_;
     int step_ = 0;
     ByValues by_;
+    ByValues (*by_source_)(const DataSet*) = nullptr;  ///< of a group whose values have not been asked for
+    const DataSet* by_data_ = nullptr;
     std::vector<std::string> user_titles_, titles_;
     std::vector<FolderLevel> path_;
     std::shared_ptr<const ReportContext> context_;  // null when what it holds has changed

@@ -17,12 +17,19 @@ TableService::~TableService() = default;
 void TableService::begin_step(std::string_view procedure, int step) { report_->begin_step(procedure, step); }
 void TableService::end_step() { report_->end_step(); }
 void TableService::set_by(const ByValues& values) { report_->set_by(values); }
+void TableService::group_begins(ByValues (*values)(const DataSet*), const DataSet* data) {
+    report_->group_begins(values, data);
+}
 void TableService::set_title(int line, std::string_view text) { report_->set_user_title(line, text); }
 void TableService::print_line(std::string_view text) { report_->note(text); }
 void TableService::discard_unfinished() { report_->discard_unfinished(); }
 
 std::size_t TableService::mark() const { return report_->end(); }
-void TableService::cut_back(std::size_t mark) { report_->cut_back(mark); }
+void TableService::cut_back(std::size_t mark) {
+    report_->cut_back(mark);
+    listed_ = std::min(listed_, mark);
+    written_ = std::min(written_, mark);
+}
 
 namespace {
 

@@ -17,6 +17,7 @@ using TextSink = std::function<void(std::string_view)>;
 using ByValues = std::vector<std::pair<std::string, std::string>>;
 
 class Report;
+struct DataSet;
 struct ReportContext;
 
 class TableService {
@@ -30,6 +31,9 @@ class TableService {
     void begin_step(std::string_view procedure, int step);
     /// The tables that follow belong to these BY values; empty without BY.
     void set_by(const ByValues& values);
+    /// A BY group begins: its values are asked for when the first table of the group needs them. A group without tables
+    /// costs nothing. `data` is handed to `values`.
+    void group_begins(ByValues (*values)(const DataSet*), const DataSet* data);
     /// A title line of the user, 1 and up; an empty text takes it and those below it back.
     void set_title(int line, std::string_view text);
     /// A line of the report between its tables.
