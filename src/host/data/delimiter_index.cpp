@@ -10,6 +10,12 @@
 #include <immintrin.h>
 #endif
 
+#if defined(__clang__)
+#define VEK_UNROLL _Pragma("unroll")
+#else
+#define VEK_UNROLL _Pragma("GCC unroll 8")
+#endif
+
 namespace vek {
 
 namespace {
@@ -120,6 +126,7 @@ VEK_AVX2 IndexFacts index_avx2(const char* text, std::size_t size, char delimite
         const int count = std::popcount(found);
         const auto base = static_cast<std::uint32_t>(i);
         for (int k = 0; k < count; k += 8) {
+            VEK_UNROLL
             for (int j = 0; j < 8; ++j) {
                 next[k + j] = base + static_cast<std::uint32_t>(std::countr_zero(found));
                 found &= found - 1;

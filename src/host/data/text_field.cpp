@@ -51,7 +51,9 @@ bool is_missing_text(std::string_view text) {
 
 std::string_view text_value(std::string_view text) {
     while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
-    if (text.size() > 2 && !is_blank(text.front())) return text;
+    if (text.empty()) return {};
+    const char first = text.front();
+    if (first != '.' && first != 'N' && !is_blank(first)) return text;
     return is_missing_text(text) ? std::string_view() : text;
 }
 
