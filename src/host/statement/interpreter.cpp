@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "host/session/session.h"
+#include "host/data/library.h"
 #include "host/statement/diagnostics.h"
 #include "host/statement/effects.h"
 #include "host/statement/lists.h"
@@ -306,6 +306,14 @@ void add_default_data_sets(StatementContext& c) {
     for (const Option& o : c.rule->options) add(o);
 }
 
+/// The first of DATA1, DATA2, ... that the run has not made.
+std::string free_data_name() {
+    for (int n = 1;; ++n) {
+        std::string name = joined({"DATA", std::to_string(n)});
+        if (find_made(name) == nullptr && !is_being_written(name, false)) return name;
+    }
+}
+
 /// What can still stand where a body has ended.
 std::string expected_behind_body(const StatementRule& rule) {
     switch (rule.body) {
@@ -449,7 +457,6 @@ bool parse_statement(StatementContext& c) {
 }
 
 bool open_data_sets(StatementContext& c) {
-    static int made_up = 0;
     for (PendingOpen& open : c.opens) {
         if (c.step.checking && open.output) continue;
         DataSet* data = nullptr;
@@ -457,7 +464,7 @@ bool open_data_sets(StatementContext& c) {
             data = open_last(c.cursor.place(c.keyword));
         } else {
             if (open.absent) {
-                open.reference.name = joined({"DATA", std::to_string(++made_up)});
+                open.reference.name = free_data_name();
                 open.reference.token = c.keyword;
                 open.reference.place = c.cursor.place(c.keyword);
             }
