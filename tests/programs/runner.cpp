@@ -1,9 +1,11 @@
-// Runs the program tests: test_programs [--accept] [--faults] [NAME ...], all of them without a name.
+// Runs the program tests: test_programs [--accept] [NAME ...], all of them without a name; with --commands
+// the command lines, with --faults the hostile runs.
 #include <iostream>
 #include <string>
 #include <vector>
 
 #include "case.h"
+#include "commands.h"
 #include "faults.h"
 
 namespace {
@@ -24,7 +26,7 @@ int run(const std::vector<std::string>& names, bool accept) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    bool accept = false, faults = false;
+    bool accept = false, faults = false, commands = false;
     std::vector<std::string> names;
     for (int i = 1; i < argc; ++i) {
         const std::string word = argv[i];
@@ -32,12 +34,15 @@ int main(int argc, char** argv) {
             accept = true;
         } else if (word == "--faults") {
             faults = true;
+        } else if (word == "--commands") {
+            commands = true;
         } else {
             names.push_back(word);
         }
     }
     try {
         if (faults) return vek::test::run_faults() == 0 ? 0 : 1;
+        if (commands) return vek::test::run_commands() == 0 ? 0 : 1;
         if (names.empty()) names = vek::test::all_cases();
         if (names.empty()) {
             std::cout << "there are no programs\n";
