@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -125,6 +126,13 @@ void Outputs::check(OutputFile* file) {
     file->discard();
 }
 
+/// An output that lacks a part, since memory ran out while it was made, is none.
+void Outputs::give_up(OutputFile* file) {
+    const std::string path = file->path();
+    file->discard();
+    report(930, 10, arguments(path == "-" ? std::string("standard output") : path, "memory ran out"), {});
+}
+
 bool Outputs::commit(OutputFile* file) {
     check(file);
     if (!file->is_open()) return false;
@@ -141,7 +149,11 @@ bool Outputs::commit(OutputFile* file) {
 
 void Outputs::show_listing() {
     if (!listing_.is_open()) return;
-    tables().render_listing([this](std::string_view text) { listing_.write(text); }, line_width());
+    try {
+        tables().render_listing([this](std::string_view text) { listing_.write(text); }, line_width());
+    } catch (const std::bad_alloc&) {
+        give_up(&listing_);
+    }
     if (listing_.path() == "-") listing_.pass_on();
     check(&listing_);
 }
@@ -166,8 +178,13 @@ void Outputs::write_json_tables() {
         json_->name("tables");
         json_->begin_array();
     }
-    tables().write_json(*json_);
-    json_->flush();
+    try {
+        tables().write_json(*json_);
+        json_->flush();
+    } catch (const std::bad_alloc&) {
+        json_.reset();
+        give_up(&json_file_);
+    }
 }
 
 void Outputs::show() {
@@ -207,20 +224,28 @@ void write_entry(JsonWriter& json, const LogEntry& entry) {
 
 }  // namespace
 
+/// The rest of the document behind the tables.
+void Outputs::write_json_end(int status) {
+    json_->end_array();
+    json_->line();
+    json_->name("log");
+    json_->begin_array();
+    for (const LogEntry& entry : host_log().entries()) write_entry(*json_, entry);
+    json_->end_array();
+    json_->line();
+    json_->member("exit", status);
+    json_->end_object();
+    json_->line();
+    json_->flush();
+}
+
 int Outputs::finish_log(int status) {
+    const bool wants_json = json_file_.is_open();
+    if (json_ != nullptr) write_json_tables();
+    // What the tables have met is in the log and the status too.
+    if (wants_json && json_ == nullptr && status == 0) status = 1;
     if (json_ != nullptr) {
-        write_json_tables();
-        json_->end_array();
-        json_->line();
-        json_->name("log");
-        json_->begin_array();
-        for (const LogEntry& entry : host_log().entries()) write_entry(*json_, entry);
-        json_->end_array();
-        json_->line();
-        json_->member("exit", status);
-        json_->end_object();
-        json_->line();
-        json_->flush();
+        write_json_end(status);
         if (!commit(&json_file_) && status == 0) status = lost_ ? 2 : 1;
     }
     show_log();

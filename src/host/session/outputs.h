@@ -44,6 +44,8 @@ class Outputs {
     void show_log();
     void show_listing();
     void write_json_tables();
+    void write_json_end(int status);
+    void give_up(OutputFile* file);
     void check(OutputFile* file);
     bool commit(OutputFile* file);
     int line_width() const;
