@@ -331,7 +331,7 @@ std::shared_ptr<DataFile> validated(std::unique_ptr<DataFile> file, std::unique_
     std::string error;
     file->bytes = decoded_bytes(std::move(raw), file->form.encoding, file->form.encoding_given, &error);
     if (file->bytes == nullptr) {
-        report(group, 21, arguments(error), at_line(file->shown, 0));
+        report(group, 21, arguments(error), at_line(file->shown, 1));
         return nullptr;
     }
     return Validation(file.get()).run() ? std::move(file) : nullptr;

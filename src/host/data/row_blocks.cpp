@@ -72,6 +72,7 @@ class FaultFinder {
     void row() {
         const std::size_t begin = at_;
         const std::int64_t line = line_;
+        fault_.row = begin;
         if (const std::size_t blank = line_end_at(at_); blank > 0 && form_.columns != 1) {
             if (form_.columns == 0) {
                 fail(RowFaultKind::empty_names, at_, 1, line_);
@@ -168,12 +169,15 @@ RowFault find_fault(std::string_view text, const RowForm& form, std::int64_t lin
 RowBlocks::RowBlocks() = default;
 
 void RowBlocks::grow(std::size_t capacity) {
-    std::vector<char> larger(front + capacity + behind);
-    if (end_ > begin_) std::memcpy(larger.data() + front, buffer_.data() + begin_, end_ - begin_);
+    auto larger = std::make_unique_for_overwrite<char[]>(front + capacity + behind);
+    if (end_ > begin_) std::memcpy(larger.get() + front, buffer_.get() + begin_, end_ - begin_);
+    // The columns' routines may look at what stands in front of the text.
+    std::memset(larger.get(), ' ', front);
     buffer_ = std::move(larger);
     end_ = front + (end_ - begin_);
     begin_ = front;
-    index_.resize(capacity + behind);
+    index_ = std::make_unique_for_overwrite<std::uint32_t[]>(capacity + behind);
+    capacity_ = capacity;
 }
 
 void RowBlocks::begin(ByteSource* source, const RowForm& form, const Place& at) {
@@ -183,7 +187,7 @@ void RowBlocks::begin(ByteSource* source, const RowForm& form, const Place& at) 
     block_ = {};
     begin_ = end_ = front;
     at_end_ = return_at_end_ = false;
-    if (buffer_.empty()) grow(block_bytes);
+    if (buffer_ == nullptr) grow(block_bytes);
 }
 
 RowBlocks::Outcome RowBlocks::failed(RowFault fault) {
@@ -196,13 +200,13 @@ RowBlocks::Outcome RowBlocks::failed(RowFault fault) {
 /// end gets one.
 bool RowBlocks::fill() {
     if (begin_ > front) {
-        std::memmove(buffer_.data() + front, buffer_.data() + begin_, end_ - begin_);
+        std::memmove(buffer_.get() + front, buffer_.get() + begin_, end_ - begin_);
         end_ = front + (end_ - begin_);
         begin_ = front;
     }
-    const std::size_t limit = buffer_.size() - behind;
+    const std::size_t limit = front + capacity_;
     while (!at_end_ && end_ < limit) {
-        const std::ptrdiff_t count = source_->read(buffer_.data() + end_, limit - end_);
+        const std::ptrdiff_t count = source_->read(buffer_.get() + end_, limit - end_);
         if (count < 0) {
             fault_ = {};
             fault_.kind = RowFaultKind::unreadable;
@@ -225,7 +229,7 @@ RowBlocks::Outcome RowBlocks::take(std::string* line, bool quotes_count) {
     bool quoted = false;
     for (;;) {
         if (!fill()) return Outcome::fault;
-        const char* text = buffer_.data() + begin_;
+        const char* text = buffer_.get() + begin_;
         const std::size_t size = end_ - begin_;
         if (size == 0) return Outcome::end;
         for (; looked < size; ++looked) {
@@ -239,14 +243,14 @@ RowBlocks::Outcome RowBlocks::take(std::string* line, bool quotes_count) {
             fault.line = place_.line;
             return failed(fault);
         }
-        grow(2 * (buffer_.size() - front - behind));
+        grow(2 * capacity_);
     }
     const std::size_t taken = std::min(looked + 1, end_ - begin_);
-    line->assign(buffer_.data() + begin_, taken);
+    line->assign(buffer_.get() + begin_, taken);
     if (line->ends_with('\n')) line->pop_back();
     if (line->ends_with('\r') && !(at_end_ && return_at_end_ && begin_ + taken == end_)) line->pop_back();
     place_.offset += static_cast<std::int64_t>(taken);
-    place_.line += static_cast<std::int64_t>(count_feeds(buffer_.data() + begin_, buffer_.data() + begin_ + taken));
+    place_.line += static_cast<std::int64_t>(count_feeds(buffer_.get() + begin_, buffer_.get() + begin_ + taken));
     begin_ += taken;
     return Outcome::block;
 }
@@ -269,26 +273,26 @@ RowBlocks::Outcome RowBlocks::next_row(std::string* row) {
 
 std::string_view RowBlocks::ahead(std::size_t bytes) {
     if (end_ - begin_ < bytes && !fill()) return {};
-    return {buffer_.data() + begin_, std::min(bytes, end_ - begin_)};
+    return {buffer_.get() + begin_, std::min(bytes, end_ - begin_)};
 }
 
-/// Indexes the whole rows of the buffer; the number of their bytes, 0 when there is none.
-std::size_t RowBlocks::whole_rows(IndexFacts* facts) {
-    const void* last = ::memrchr(buffer_.data() + begin_, '\n', end_ - begin_);
+/// Indexes the whole rows among the next `limit` bytes; the number of their bytes, 0 when there is none.
+std::size_t RowBlocks::whole_rows(std::size_t limit, IndexFacts* facts) {
+    const void* last = ::memrchr(buffer_.get() + begin_, '\n', limit);
     if (last == nullptr) return 0;
     // The text begins one byte early, with a blank, so that the first row's first field has a place in front of it.
-    char* text = buffer_.data() + begin_ - 1;
+    char* text = buffer_.get() + begin_ - 1;
     *text = ' ';
     std::size_t size = static_cast<std::size_t>(static_cast<const char*>(last) - text) + 1;
     index_[0] = 0;
-    *facts = index_routine()(text, size, form_.delimiter, index_.data() + 1);
+    *facts = index_routine()(text, size, form_.delimiter, index_.get() + 1);
     std::size_t count = facts->delimiters;
     while (count > 0 && text[index_[count]] != '\n') --count;
     if (count == 0) return 0;
     if (index_[count] + std::size_t{1} != size) {
         // The last line feed stands inside quotes: the facts must be those of the whole rows alone.
         size = index_[count] + std::size_t{1};
-        *facts = index_routine()(text, size, form_.delimiter, index_.data() + 1);
+        *facts = index_routine()(text, size, form_.delimiter, index_.get() + 1);
     }
     return size - 1;
 }
@@ -308,22 +312,23 @@ bool RowBlocks::well_quoted(const IndexFacts& facts) const {
 }
 
 /// Makes the block of the rows that are indexed; false when a row has a wrong number of fields.
-bool RowBlocks::laid_out(const IndexFacts& facts, bool* regular) {
+bool RowBlocks::laid_out(const IndexFacts& facts) {
     const auto columns = static_cast<std::size_t>(form_.columns);
-    const char* text = buffer_.data() + begin_ - 1;
-    const std::uint32_t* ends = index_.data() + 1;
+    const char* text = buffer_.get() + begin_ - 1;
+    const std::uint32_t* ends = index_.get() + 1;
     block_.text = text;
     block_.first_line = place_.line;
     block_.lines = nullptr;
     block_.quotes = facts.quotes > 0;
-    *regular = facts.delimiters == facts.line_ends * columns && !facts.returns && facts.line_feeds == facts.line_ends;
-    if (*regular && columns > 1) {
+    bool regular =
+        facts.delimiters == facts.line_ends * columns && !facts.returns && facts.line_feeds == facts.line_ends;
+    if (regular && columns > 1) {
         // Blank lines and rows of other lengths show as a row whose last place is no line end.
         std::size_t good = 0;
         for (std::size_t row = 1; row <= facts.line_ends; ++row) good += text[ends[row * columns - 1]] == '\n';
-        *regular = good == facts.line_ends;
+        regular = good == facts.line_ends;
     }
-    if (*regular) {
+    if (regular) {
         block_.ends = ends;
         block_.stride = columns;
         block_.rows = static_cast<int>(facts.line_ends);
@@ -360,6 +365,40 @@ bool RowBlocks::laid_out(const IndexFacts& facts, bool* regular) {
     return true;
 }
 
+/// No whole row is in the buffer: it is longer than the buffer, or a quote is open. False with the fault when more
+/// bytes cannot help.
+bool RowBlocks::grow_for_row(std::size_t left) {
+    RowFault fault = find_fault({buffer_.get() + begin_, left}, form_, place_.line);
+    const bool certain = fault.kind == RowFaultKind::quote_inside || fault.kind == RowFaultKind::quote_after ||
+                         fault.kind == RowFaultKind::zero_byte;
+    if (!at_end_ && !certain && left < longest_row) {
+        grow(2 * capacity_);
+        return true;
+    }
+    if (!at_end_ && !certain && fault.kind != RowFaultKind::quote_open) fault.kind = RowFaultKind::row_too_long;
+    failed(std::move(fault));
+    return false;
+}
+
+/// Lays out the rows that are indexed and looks for what is wrong with them: without `strict` only at their numbers of
+/// fields.
+RowFault RowBlocks::check_rows(std::size_t size, const IndexFacts& facts, bool strict) {
+    const std::string_view text(buffer_.get() + begin_, size);
+    const bool counts = laid_out(facts);
+    const bool return_at_end = at_end_ && return_at_end_ && size == end_ - begin_;
+    const bool suspect = !counts || facts.zero || facts.lone_return || return_at_end ||
+                         (facts.beyond_ascii && find_invalid_utf8(text) != std::string_view::npos) ||
+                         (facts.quotes > 0 && !well_quoted(facts));
+    if (!suspect || (counts && !strict)) return {};
+    RowFault fault = find_fault(return_at_end ? text.substr(0, size - 1) : text, form_, place_.line);
+    if (!counts && fault.kind == RowFaultKind::none) {
+        // Cannot be, as long as both ways of reading agree; a block without a layout must not get out.
+        fault.kind = RowFaultKind::too_few_fields;
+        fault.line = place_.line;
+    }
+    return fault;
+}
+
 RowBlocks::Outcome RowBlocks::next(bool strict) {
     for (;;) {
         wtpoll();
@@ -371,31 +410,18 @@ RowBlocks::Outcome RowBlocks::next(bool strict) {
             return Outcome::end;
         }
         IndexFacts facts;
-        const std::size_t size = whole_rows(&facts);
-        const std::string_view text(buffer_.data() + begin_, size == 0 ? left : size);
+        std::size_t size = whole_rows(left, &facts);
         if (size == 0) {
-            // No whole row: it is longer than the buffer, or a quote is open.
-            RowFault fault = find_fault(text, form_, place_.line);
-            const bool certain = fault.kind == RowFaultKind::quote_inside || fault.kind == RowFaultKind::quote_after ||
-                                 fault.kind == RowFaultKind::zero_byte;
-            if (at_end_ || certain) return failed(std::move(fault));
-            if (left >= longest_row) {
-                fault.kind = fault.kind == RowFaultKind::quote_open ? fault.kind : RowFaultKind::row_too_long;
-                return failed(std::move(fault));
-            }
-            grow(2 * (buffer_.size() - front - behind));
+            if (!grow_for_row(left)) return Outcome::fault;
             continue;
         }
         block_place_ = place_;
-        bool regular = false;
-        const bool counts = laid_out(facts, &regular);
-        const bool last = at_end_ && size == left;
-        const bool suspect = !counts || facts.zero || facts.lone_return || (last && return_at_end_) ||
-                             (facts.beyond_ascii && find_invalid_utf8(text) != std::string_view::npos) ||
-                             (facts.quotes > 0 && !well_quoted(facts));
-        if (suspect && (strict || !counts)) {
-            RowFault fault = find_fault(last && return_at_end_ ? text.substr(0, size - 1) : text, form_, place_.line);
-            if (fault.kind != RowFaultKind::none) return failed(std::move(fault));
+        RowFault fault = check_rows(size, facts, strict);
+        if (fault.kind != RowFaultKind::none) {
+            // The rows in front of it are handed out first: what is wrong with one of them is wrong earlier.
+            if (fault.row == 0) return failed(std::move(fault));
+            size = whole_rows(fault.row, &facts);
+            check_rows(size, facts, false);
         }
         place_.offset += static_cast<std::int64_t>(size);
         place_.line += static_cast<std::int64_t>(facts.line_feeds);

@@ -18,7 +18,7 @@
 namespace vek {
 
 constexpr std::size_t block_bytes = 131072;                ///< stays in the second-level cache
-constexpr std::size_t longest_row = std::size_t{1} << 26;  ///< bytes of one row with its quotes and line ends
+constexpr std::size_t longest_row = std::size_t{1} << 24;  ///< bytes of one row with its quotes and line ends
 constexpr int most_columns = 100000;
 
 /// What can be wrong with the form of a row.
@@ -41,6 +41,7 @@ struct RowFault {
     RowFaultKind kind = RowFaultKind::none;
     std::int64_t line = 0;              ///< file line on which the row, or the field that is wrong, begins
     int fields = 0;                     ///< that the row has
+    std::size_t row = 0;                ///< offset of the row in the text that was looked at
     std::string text;                   ///< the row, or the part of it around the fault
     std::size_t begin = 0, length = 0;  ///< bytes of `text` to point at
 };
@@ -110,14 +111,19 @@ class RowBlocks {
     void grow(std::size_t capacity);
     Outcome failed(RowFault fault);
     Outcome take(std::string* line, bool quotes_count);
-    bool laid_out(const IndexFacts& facts, bool* regular);
+    bool grow_for_row(std::size_t left);
+    RowFault check_rows(std::size_t size, const IndexFacts& facts, bool strict);
+    bool laid_out(const IndexFacts& facts);
     bool well_quoted(const IndexFacts& facts) const;
-    std::size_t whole_rows(IndexFacts* facts);
+    std::size_t whole_rows(std::size_t limit, IndexFacts* facts);
 
     ByteSource* source_ = nullptr;
     RowForm form_;
-    std::vector<char> buffer_;
-    std::vector<std::uint32_t> index_, layout_;
+    // Not filled with zeros: a small file touches only the memory that it needs.
+    std::unique_ptr<char[]> buffer_;
+    std::unique_ptr<std::uint32_t[]> index_;
+    std::size_t capacity_ = 0;  ///< bytes of text that the buffer holds
+    std::vector<std::uint32_t> layout_;
     std::vector<std::int64_t> lines_;
     std::size_t begin_ = 0, end_ = 0;  ///< bytes of the buffer that have not been handed out
     bool at_end_ = false;
