@@ -45,7 +45,7 @@ class Words {
     std::string_view word() const { return word_; }
 
     void next() {
-        const std::size_t start = rest_.find_first_not_of(" ,\t");
+        const std::size_t start = rest_.find_first_not_of(" ,\t\r");
         some_ = start != std::string_view::npos;
         quoted_ = false;
         word_ = {};
@@ -58,7 +58,7 @@ class Words {
             word_ = rest_.substr(1, end == std::string_view::npos ? end : end - 1);
             rest_.remove_prefix(end == std::string_view::npos ? rest_.size() : end + 1);
         } else {
-            const std::size_t end = std::min(rest_.find_first_of(" ,\t"), rest_.size());
+            const std::size_t end = std::min(rest_.find_first_of(" ,\t\r"), rest_.size());
             word_ = rest_.substr(0, end);
             rest_.remove_prefix(end);
         }

@@ -1,0 +1,287 @@
+// The listing: what a reader sees of a table, whatever its numbers and the width of the line.
+#include <doctest/doctest.h>
+
+#include <cmath>
+#include <random>
+#include <string>
+
+#include "host/table/text_width.h"
+#include "numeric/missing.h"
+#include "support/table_support.h"
+
+using namespace vek;
+using vek::test::line_with;
+using vek::test::lines_of;
+using vek::test::listing;
+using vek::test::TableStep;
+
+namespace {
+
+struct TestRow {
+    std::string_view source;
+    std::int32_t df = 1, other = 0;
+    double ss = 0, ms = 0, f = 0, p = 0;
+};
+
+void tests_table(HostObject* out, std::span<const TestRow> rows, bool with_other = false) {
+    TestRow row;
+    const std::int32_t type = 3;
+    Table t(out, "ModelANOVA", "Type III Tests");
+    t.integer("HypothesisType", type).text("Source", 20, row.source).degrees("DF", row.df);
+    if (with_other) t.integer("Other", row.other);
+    t.number("SS", row.ss, 12, 4).number("MS", row.ms, 12, 4).number("FValue", row.f).number("ProbF", row.p);
+    t.bind("drim.VEK.Tests");
+    for (const TestRow& r : rows) {
+        row = r;
+        t.row();
+    }
+    t.end();
+}
+
+// Columns of the text at which a character stands.
+std::vector<std::size_t> places(const std::string& line, char wanted) {
+    std::vector<std::size_t> result;
+    for (std::size_t i = 0; i < line.size(); ++i) {
+        if (line[i] == wanted) result.push_back(i);
+    }
+    return result;
+}
+
+}  // namespace
+
+TEST_CASE("listing: numbers stand under each other at their points, p-values too") {
+    TableStep step;
+    const double blank = vzmissing('_');
+    const TestRow rows[] = {{"variety", 2, 0, 1786.3611, 893.1806, 1.4853, 0.27239},
+                            {"block*variety", 10, 0, 20020.5, 6673.5, 137.6856, 9.9e-5},
+                            {"error", 45, 0, 7968.75, 177.0833, blank, blank},
+                            {"none", 0, 0, 0, missing, missing, missing}};
+    tests_table(step.out, rows);
+    const std::string text = listing();
+    const std::string first = line_with(text, "variety"), second = line_with(text, "block*variety");
+    CHECK(places(first, '.') == places(second, '.'));
+    CHECK(places(first, '.').size() == 4);
+    CHECK(places(line_with(text, "none"), '.') == places(first, '.'));
+    CHECK(places(line_with(text, "error"), '.').size() == 2);
+    CHECK(second.ends_with("137.69   <.0001"));
+    CHECK(first.ends_with("1.49   0.2724"));
+    CHECK(text.find("HypothesisType") == std::string::npos);
+    CHECK(text.find("Pr > F") != std::string::npos);
+}
+
+TEST_CASE("listing: an infinite F, a mark, and a p-value at its last decimal") {
+    TableStep step;
+    const TestRow rows[] = {{"a", 1, 1, 12.5, 12.5, vzmissing('I'), 0},
+                            {"b", 1, 0, -0.00001, 12.5, vzmissing('M'), 0.0001},
+                            {"c", 1, 0, 1e15, 1e-300, 1e20, 0.99996}};
+    tests_table(step.out, rows, true);
+    const std::string text = listing();
+    const std::string a = line_with(text, "a "), b = line_with(text, "b "), c = line_with(text, "c ");
+    CHECK(a.find(" 1*") != std::string::npos);
+    CHECK(b.find('*') == std::string::npos);
+    CHECK(a.find(" Infty   <.0001") != std::string::npos);
+    CHECK(b.find("-Infty   0.0001") != std::string::npos);
+    CHECK(b.find("-0.0000") == std::string::npos);
+    CHECK(c.find("1E15") != std::string::npos);  // what does not fit falls back to the best representation
+    CHECK(c.ends_with("1.0000"));
+}
+
+TEST_CASE("listing: at every width no line is longer, every cell is there, row headings are repeated") {
+    for (const int width : {40, 53, 64, 80, 132, 200}) {
+        CAPTURE(width);
+        TableStep step;
+        Table t(step.out, "ParameterEstimates", "Solution");
+        std::string name;
+        double v[5];
+        std::int32_t biased = 1;
+        t.text("Parameter", 20, name).number("Estimate", v[0], 12, 6).integer("Biased", biased);
+        t.number("StdErr", v[1], 12, 6).number("tValue", v[2]).number("LowerCL", v[3], 12, 6);
+        t.number("UpperCL", v[4], 12, 6).attribute("confidence", 95.0).bind("drim.VEK.Estimates");
+        for (int i = 1; i <= 3; ++i) {
+            name = "parameter " + std::to_string(i);
+            for (int j = 0; j < 5; ++j) v[j] = 1000 * i + 100 * j + 0.5;
+            t.row();
+        }
+        t.end();
+        const std::string text = listing(width);
+        std::size_t blocks = 0;
+        for (const std::string& line : lines_of(text)) {
+            CHECK(text_width(line) <= width);
+            if (line.starts_with("parameter 2")) ++blocks;
+        }
+        for (const char* number : {"3000.500000B", "3100.500000", "3200.50", "3300.500000", "3400.500000"}) {
+            CHECK(text.find(number) != std::string::npos);
+        }
+        CHECK((width >= 80 ? blocks == 1 : blocks > 1));
+        // The limits stay together under their heading.
+        const std::size_t heading = text.find("Lower");
+        CHECK(text.substr(heading, text.find('\n', heading) - heading).find("Upper") != std::string::npos);
+    }
+}
+
+TEST_CASE("listing: a long text is broken at blanks beside its row heading") {
+    TableStep step;
+    Table t(step.out, "ClassLevels", "Class Levels");
+    std::string name = "variety", values;
+    std::int32_t levels = 60;
+    for (int i = 0; i < 60; ++i) values += "level" + std::to_string(i) + " ";
+    t.text("Class", 8, name).integer("Levels", levels).text("Values", 400, values).bind("DRIM.VEK.ClassLevels");
+    t.row();
+    t.end();
+    const std::string text = listing(72);
+    for (const std::string& line : lines_of(text)) CHECK(text_width(line) <= 72);
+    for (int i = 0; i < 60; ++i) {
+        const std::string word = " level" + std::to_string(i);
+        CHECK((text.find(word + " ") != std::string::npos || text.find(word + "\n") != std::string::npos));
+    }
+    CHECK(line_with(text, "variety").find("level5") != std::string::npos);
+}
+
+TEST_CASE("listing: control characters are shown, wide characters keep the columns in line") {
+    TableStep step;
+    const TestRow rows[] = {{"esc\x1b[2J\ttab", 1}, {"M\u00e4rvel \u65e5\u672c", 1}, {"plain", 1}};
+    tests_table(step.out, rows);
+    const std::string text = listing();
+    for (const char c : text) CHECK((c == '\n' || static_cast<unsigned char>(c) >= 0x20));
+    CHECK(text.find("esc\\x1b[2J\\x09tab") != std::string::npos);
+    const auto up_to_point = [&](std::string_view start) {
+        const std::string line = line_with(text, start);
+        return text_width(line.substr(0, line.find("0.0000")));
+    };
+    CHECK(up_to_point("esc") == up_to_point("plain"));
+    CHECK(up_to_point("M") == up_to_point("plain"));
+}
+
+TEST_CASE("listing: a column that breaks puts a blank line before its groups and is not shown") {
+    TableStep step;
+    Table t(step.out, "GEstFunc", "General Form");
+    std::string effect, coefficients;
+    char control = ' ';
+    t.text("Effect", 8, effect).text("Coefficients", 8, coefficients).character("Control", control);
+    t.bind("drim.VEK.GEstFunc");
+    const char* const effects[] = {"Intercept", "a 1", "a 2", "b 1"};
+    for (int i = 0; i < 4; ++i) {
+        effect = effects[i];
+        coefficients = "L" + std::to_string(i);
+        control = i == 1 || i == 3 ? '1' : ' ';
+        t.row();
+    }
+    t.end();
+    const std::string text = listing();
+    CHECK(text.find("Intercept   L0\n\na 1         L1\na 2         L2\n\nb 1         L3\n") != std::string::npos);
+}
+
+TEST_CASE("listing: means stand under the name of their variable, in the order of the variables") {
+    TableStep step;
+    Table t(step.out, "Means", "Means");
+    std::string level = "I";
+    std::int32_t n = 4;
+    double mean[2] = {1.5, 22.25}, sd[2] = {missing, 0.5};
+    t.text("variety", 8, level, {.like = "level"}).column_attribute("cname", "variety").integer("N", n);
+    for (int i = 0; i < 2; ++i) {
+        const std::string y = i == 0 ? "yield" : "height";
+        t.number("Mean " + y, mean[i], 12, 2, {.like = "mean"});
+        t.column_attribute("hvar", y).column_attribute("vars", "Mean " + y).column_attribute("vare", "SD " + y);
+        t.number("SD " + y, sd[i], 12, 3, {.like = "SD"});
+    }
+    t.bind("drim.VEK.Means");
+    t.row();
+    t.end();
+    const std::vector<std::string> lines = lines_of(listing());
+    std::size_t at = 0;
+    while (at < lines.size() && lines[at].find("yield") == std::string::npos) ++at;
+    REQUIRE(at + 4 < lines.size());
+    CHECK(lines[at].find("yield") < lines[at].find("height"));
+    const std::string headings = lines[at + 3];
+    const std::size_t mean1 = headings.find("Mean"), sd1 = headings.find("Deviation");
+    CHECK(mean1 < sd1);
+    CHECK(sd1 < headings.find("Mean", mean1 + 1));
+    const std::string row = line_with(listing(), "I");
+    CHECK(row.empty());  // the second call has nothing new
+}
+
+TEST_CASE("listing: texts need their header keys; a caption of the template takes the place of the label") {
+    TableStep step;
+    for (const bool keys : {false, true}) {
+        Table t(step.out, "HOVFTest", "The label");
+        const std::string source = "a";
+        t.text("Source", 8, source);
+        if (keys) t.attribute("h1text", "Levene's Test; of y").attribute("h2text", "ANOVA of deviations");
+        t.bind("drim.VEK.HoVTest");
+        t.row();
+        t.end();
+    }
+    const std::string text = listing();
+    const std::size_t second = text.find("Levene's Test\nof y\nANOVA of deviations\n");
+    REQUIRE(second != std::string::npos);
+    CHECK(text.find("The label") < second);
+    CHECK(text.find("The label", second) == std::string::npos);
+}
+
+TEST_CASE("listing: titles and folders are repeated when they change, not otherwise") {
+    TableStep step;
+    const TestRow rows[] = {{"a", 1}};
+    tables().set_title(1, "A title");
+    set_procedure_title(step.out, "Linear Model");
+    Folder anova(step.out, "ANOVA", "Analysis of Variance");
+    for (const char* y : {"y1", "y2"}) {
+        Folder folder(step.out, y, y, {.key = "Dependent"});
+        set_title(step.out, 3, std::string("Dependent Variable: ") + y);
+        tests_table(step.out, rows);
+        tests_table(step.out, rows);
+        folder.close();
+    }
+    tables().set_by({{"block", "2"}});
+    tests_table(step.out, rows);
+    const std::string text = listing();
+    const auto count = [&](std::string_view what) {
+        std::size_t n = 0;
+        for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
+        return n;
+    };
+    CHECK(count("A title\nLinear Model\n") == 3);
+    CHECK(count("Dependent Variable: y1\n=") == 1);
+    CHECK(count("block = 2\n") == 1);
+    CHECK(count("Dependent variable: y1") == 0);  // the title says it
+    CHECK(count("Analysis of Variance\n---") == 3);
+}
+
+TEST_CASE("listing: stacked matrices show their cells above each other") {
+    TableStep step;
+    const std::string_view names[] = {"yield", "height"};
+    const double r[] = {1, -0.5, 1}, p[] = {vzmissing('_'), 0.00004, vzmissing('_')};
+    StackedMatrices stack(step.out);
+    stack.matrix({.rownames = names, .columnnames = names, .values = r, .format = "sf", .width = 9, .decimals = 6});
+    stack.matrix({.values = p, .format = "sp", .decimals = 4});
+    stack.end("PartialCorr", "Partial Correlations", "Drim.VEK.StackedMatrix", {.note = "Error df: 40"});
+    const std::vector<std::string> lines = lines_of(listing());
+    std::size_t at = 0;
+    while (at < lines.size() && !lines[at].starts_with("yield")) ++at;
+    REQUIRE(at + 4 < lines.size());
+    CHECK(lines[at] == "yield     1.000000   -0.500000");
+    CHECK(lines[at + 1] == "                      <.0001");
+    CHECK(lines[at + 3] == "height   -0.500000    1.000000");
+}
+
+TEST_CASE("text: breaking into lines loses nothing but blanks and never exceeds the width") {
+    std::mt19937 random(7);
+    const std::string_view words[] = {"a",  "Wort", "\u00e4\u00f6\u00fc", "\u65e5\u672c\u8a9e", "verylongwordindeed",
+                                      "of", " "};
+    for (int i = 0; i < 300; ++i) {
+        std::string text;
+        for (unsigned j = random() % 12; j > 0; --j) {
+            text += words[random() % std::size(words)];
+            text += ' ';
+        }
+        const int width = 2 + static_cast<int>(random() % 20);
+        std::string joined, kept;
+        for (const std::string& line : wrapped(text, width)) {
+            CHECK(text_width(line) <= width);
+            joined += line;
+        }
+        std::erase(joined, ' ');
+        kept = text;
+        std::erase(kept, ' ');
+        CHECK(joined == kept);
+    }
+}
