@@ -4,6 +4,7 @@
 
 #include <doctest/doctest.h>
 
+#include <algorithm>
 #include <charconv>
 #include <sstream>
 #include <string>
@@ -31,24 +32,20 @@ struct TextTable {
     std::vector<std::vector<std::string>> rows;
 
     TextTable() = default;
-    /// From lines with blanks between the fields, the first with the names. "_" in a field stands for a blank.
+    /// From lines with blanks between the fields, the first with the names. "_" in a value stands for a blank.
     explicit TextTable(const std::string& text) {
         std::istringstream lines(text);
         for (std::string line; std::getline(lines, line);) {
             std::istringstream fields(line);
             std::vector<std::string> row;
-            for (std::string field; fields >> field;) {
-                for (char& c : field) {
-                    if (c == '_') c = ' ';
-                }
-                row.push_back(field == "\"\"" ? "" : field);
-            }
+            for (std::string field; fields >> field;) row.push_back(field);
             if (row.empty()) continue;
             if (names.empty()) {
                 names = row;
-            } else {
-                rows.push_back(row);
+                continue;
             }
+            for (std::string& field : row) std::replace(field.begin(), field.end(), '_', ' ');
+            rows.push_back(row);
         }
     }
 
