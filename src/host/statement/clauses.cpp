@@ -102,8 +102,7 @@ bool parse_factor(StatementContext& c) {
         if (values.empty()) return cursor.fail_expected("a number");
         if (!cursor.is(")")) {
             const Token& here = cursor.peek();
-            return cursor.fail_expected("a number or \")\"",
-                                        lost_closing(here));
+            return cursor.fail_expected("a number or \")\"", lost_closing(here));
         }
         cursor.next();
         for (const double v : values) append_number(c.record->slot(slot_values), v);
@@ -131,8 +130,7 @@ bool parse_number_rows(StatementContext& c, const Option& option) {
         if (cursor.accept(")")) return true;
         if (!cursor.accept(",")) {
             const Token& here = cursor.peek();
-            return cursor.fail_expected("a number, \",\" or \")\"",
-                                        lost_closing(here));
+            return cursor.fail_expected("a number, \",\" or \")\"", lost_closing(here));
         }
         append_integer(tokens, token_row_end);
         if (too_many_rows(c, ++rows)) return false;

@@ -18,8 +18,7 @@ namespace {
 bool expect_closing(StatementContext& c, std::string_view or_else) {
     if (c.cursor.accept(")")) return true;
     const Token& here = c.cursor.peek();
-    return c.cursor.fail_expected(std::string(or_else) + "\")\"",
-                                  lost_closing(here));
+    return c.cursor.fail_expected(std::string(or_else) + "\")\"", lost_closing(here));
 }
 
 /// "=" behind an option that needs a value.

@@ -36,10 +36,15 @@ std::string numbered(const NumberedName& first, long number) {
 }
 
 /// The numbered names from one to the other. False after having failed the statement.
-bool numbered_names(StatementContext& c, const Token& first, const Token& last, std::vector<std::string>* names) {
+bool numbered_names(StatementContext& c, const Token& first, const Token& last, bool variables,
+                    std::vector<std::string>* names) {
     NumberedName a, b;
     const Token both = spanning(first, last);
     if (!split_number(first.text, &a) || !split_number(last.text, &b) || !same_word(a.stem, b.stem)) {
+        // Of variables, the end that there is none of is misspelt.
+        for (const Token& end : {first, last}) {
+            if (variables && look_up_variable(c, end.text) < 0) return fail_unknown_variable(c, end, Wanted::any);
+        }
         return c.cursor.fail(both, statement_messages, message_not_numbered, {first.text, last.text});
     }
     if (a.number > b.number) {
@@ -151,7 +156,7 @@ bool expand_range(StatementContext& c, const Token& first, const Token& last, bo
     const std::size_t before = variables->size();
     if (numbers) {
         std::vector<std::string> names;
-        if (!numbered_names(c, first, last, &names)) return false;
+        if (!numbered_names(c, first, last, true, &names)) return false;
         for (const std::string& name : names) {
             const int v = look_up_variable(c, name);
             if (v < 0) {
@@ -257,7 +262,7 @@ bool parse_names(StatementContext& c, std::vector<std::string>* names) {
         cursor.next();
         const Token last = cursor.peek();
         if (!last.is_name()) return cursor.fail_expected("the last name of the range");
-        if (!numbered_names(c, first, last, names)) return false;
+        if (!numbered_names(c, first, last, false, names)) return false;
         cursor.next();
     }
     if (added == 0) return cursor.fail_expected("a name");

@@ -182,36 +182,41 @@ void StatementReader::outside_step() {
     host_log().set_statement({});
 }
 
-/// True when the statement at hand begins a step or was meant to. A misspelt word is reported here; the procedure stays
-/// empty when nothing tells which one was meant.
+/// True when the statement at hand begins a step or was meant to. The procedure stays empty, and the mistake has been
+/// reported, when nothing tells which one was meant.
 bool StatementReader::looks_like_proc(StepBeginning* beginning) {
     const Token first = cursor_.peek(0), second = cursor_.peek(1);
     if (first.kind != TokenKind::name) return false;
-    const bool proc = first.is("PROC");
-    if (!proc && spelling_distance(first.text, "PROC") > 1) return false;
-    if (!proc && !second.is("VEK") && !second.is("ANOVA")) return false;
     for (const std::string_view name : {"VEK", "ANOVA"}) {
         if (second.is(name)) beginning->procedure = name;
     }
-    if (!proc) {
-        beginning->good = false;
-        report_at(cursor_, first, message_unknown_statement, {first.text}, {}, in_case_of("PROC", first.text));
+    beginning->good = first.is("PROC") && !beginning->procedure.empty();
+    if (!first.is("PROC")) return !beginning->procedure.empty() && spelling_distance(first.text, "PROC") == 1;
+    if (beginning->good) return true;
+    if (second.kind == TokenKind::name) {
+        Nearest nearest(second.text);
+        nearest.offer_all("VEK ANOVA");
+        beginning->procedure = nearest.best();
+        if (beginning->procedure.empty()) report_beginning();
         return true;
     }
-    if (!beginning->procedure.empty()) return true;
-    beginning->good = false;
-    if (second.kind != TokenKind::name) {
-        cursor_.next();
-        cursor_.fail_expected("VEK or ANOVA");
-        report_and_resume();
-        return true;
+    cursor_.next();
+    cursor_.fail_expected("VEK or ANOVA");
+    report_and_resume();
+    return true;
+}
+
+/// Logs which word of those that begin a step is misspelt.
+void StatementReader::report_beginning() {
+    const Token first = cursor_.peek(0), second = cursor_.peek(1);
+    if (!first.is("PROC")) {
+        report_at(cursor_, first, message_unknown_statement, {first.text}, {}, in_case_of("PROC", first.text));
+        return;
     }
     Nearest nearest(second.text);
     nearest.offer_all("VEK ANOVA");
-    beginning->procedure = nearest.best();
     report_at(cursor_, second, message_unknown_procedure, {second.text}, "VEK or ANOVA",
               in_case_of(nearest.best(), second.text));
-    return true;
 }
 
 void StatementReader::run_step(const StepBeginning& beginning) {
@@ -317,6 +322,7 @@ bool StatementReader::proc_statement() {
     const StatementRule& rule = step_.grammar->statements.front();
     const Token keyword = cursor_.peek();
     host_log().set_statement(cursor_.place(keyword));
+    if (proc_in_doubt_) report_beginning();
     begins();
     StatementContext c{.cursor = cursor_, .step = step_, .rule = &rule, .keyword = keyword};
     c.record = begin_record(&proc, c.name(), rule.highest);

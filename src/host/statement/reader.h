@@ -14,7 +14,7 @@ namespace vek {
 /// What a step begins with: the keyword PROC, misspelt or not, and the name of a procedure.
 struct StepBeginning {
     std::string procedure;  ///< VEK or ANOVA
-    bool good = true;       ///< false when one of the words was misspelt, which has been reported
+    bool good = true;       ///< false when one of the words is misspelt
 };
 
 class StatementReader {
@@ -41,6 +41,7 @@ class StatementReader {
     bool load();
     void outside_step();
     bool looks_like_proc(StepBeginning* beginning);
+    void report_beginning();
     void run_step(const StepBeginning& beginning);
     void skip_step();
 

@@ -1,0 +1,330 @@
+// Mistakes in statements: which message, at which place, and what would mend it.
+#include <doctest/doctest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "host/message/group_900.h"
+#include "program_support.h"
+
+using namespace vek;
+using namespace vek::test;
+
+namespace {
+
+std::vector<LogEntry> errors_of(std::string_view program, bool interactive = false) {
+    std::vector<LogEntry> entries = run_text(program, interactive);
+    std::erase_if(entries, [](const LogEntry& e) { return e.level != Level::error; });
+    return entries;
+}
+
+const std::string step = "PROC VEK DATA=TRIAL; CLASS block variety; ";
+const std::string model = step + "MODEL y1 y2 = block|variety x1; ";
+
+struct Row {
+    const char* statement;  // stands on a line of its own behind the good statements
+    int number;
+    int column, length;  // of the place within that line
+    const char* suggest;
+};
+
+void check(const std::string& before, std::initializer_list<Row> rows) {
+    for (const Row& row : rows) {
+        CAPTURE(row.statement);
+        const std::vector<LogEntry> errors = errors_of(before + "\n" + row.statement + "\nRUN;");
+        REQUIRE(errors.size() == 1);
+        CHECK(errors[0].group == statement_messages);
+        CHECK(errors[0].number == row.number);
+        CHECK(errors[0].place.line == 2);
+        CHECK(errors[0].place.column == row.column);
+        CHECK(errors[0].place.length == row.length);
+        CHECK(errors[0].suggest == row.suggest);
+    }
+}
+
+}  // namespace
+
+TEST_CASE("mistakes: what the scanner cannot read is told where it stands, also within a comment") {
+    check(step, {
+                    {"MODEL y1 = x1 # x2;", message_bad_character, 15, 1, ""},
+                    {"MODEL y1 = x1 – x2;", message_bad_character, 15, 1, "-"},
+                    {"MODEL y1 = x1 /* \xFF */;", message_bad_encoding, 18, 1, ""},
+                    {"TITLE 'a\xC3\x28';", message_bad_encoding, 9, 1, ""},
+                    {"MODEL y1\r = x1;", message_lone_return, 9, 1, ""},
+                    {"CONTRAST 'open block 1 -1;", message_unclosed_text, 10, 16, ""},
+                    {"MODEL y1 = x1; CONTRAST 'a' x1 1e999;", message_number_too_large, 32, 5, ""},
+                    {"CLASS ''n;", message_empty_name, 7, 3, ""},
+                });
+    std::string zero = "PROC VEK DATA=TRIAL;\n/* _ */ MODEL y1 = x1;";
+    zero[zero.find('_')] = '\0';
+    const std::vector<LogEntry> errors = errors_of(zero);
+    REQUIRE(errors.size() == 1);
+    CHECK(errors[0].number == message_zero_byte);
+    CHECK(errors[0].place.line == 2);
+    CHECK(errors[0].place.column == 4);
+}
+
+TEST_CASE("mistakes: a misspelt word gets the nearest that can stand there, in the case that was typed") {
+    check(step, {
+                    {"MODLE y1 = x1;", message_unknown_statement, 1, 5, "MODEL"},
+                    {"model y1 = x1 / solutoin;", message_unknown_option, 17, 8, "solution"},
+                    {"MODEL y1 = x1 / SIGULAR=1E-7;", message_unknown_option, 17, 7, "SINGULAR"},
+                    {"MODEL yeild = x1;", message_unknown_variable, 7, 5, "yield"},
+                    {"MODEL y1 = 'time  cost'n;", message_unknown_variable, 12, 13, "'time cost'n"},
+                    {"MODEL y1 = block*varity;", message_unknown_variable, 18, 6, "variety"},
+                });
+    check(model, {
+                     {"LSMEANS block / PDIFF=CONTOL;", message_unknown_choice, 23, 6, "CONTROL"},
+                     {"LSMEANS block / adjust=tukei;", message_unknown_choice, 24, 5, "tukey"},
+                     {"LSMEANS block / ADJUST=SIM(SEDE=3);", message_unknown_option, 28, 4, "SEED"},
+                     {"MEANS block / HOVTEST=LEVEN;", message_unknown_choice, 23, 5, "LEVENE"},
+                     {"REPEATED time POLYNOMAL;", message_unknown_transformation, 15, 9, "POLYNOMIAL"},
+                     {"OUTPUT OUT=o PREDCITED=p;", message_unknown_clause, 14, 9, "PREDICTED"},
+                     {"MANOVA MNAEMS=a;", message_unknown_clause, 8, 6, "MNAMES"},
+                     {"OPTIONS LINSIZE=80;", message_unknown_host_option, 9, 7, "LINESIZE"},
+                     {"LABEL y1='a' y9='b';", message_unknown_variable, 14, 2, "y1"},
+                     {"FORMAT yild 8.2;", message_unknown_variable, 8, 4, "yield"},
+                     {"TEST H=block E=block*variety*x1;", message_not_in_model, 16, 16, "block*variety"},
+                 });
+}
+
+TEST_CASE("mistakes: a sign that was forgotten is named, and what to write") {
+    check(model, {
+                     {"MEANS block variety TUKEY;", message_lost_slash, 21, 5, "/ TUKEY"},
+                     {"OUTPUT OUT=o ALPHA=.1;", message_lost_slash, 14, 5, "/ ALPHA"},
+                     {"MEANS block / ALPHA .1;", message_needs_value, 21, 2, "=.1"},
+                     {"MEANS block / DUNNETT('B1';", message_incomplete, 27, 1, ");"},
+                     {"LSMEANS block / SLICE=(variety;", message_incomplete, 31, 1, ");"},
+                     {"LSMEANS block*variety / ADJUST=SIM(SEED=1;", message_incomplete, 42, 1, ");"},
+                     {"REPEATED time 2 (1 2 / PRINTE;", message_unexpected, 22, 1, ")/"},
+                     {"MANOVA M=(1 -1;", message_incomplete, 15, 1, ");"},
+                     {"MEANS block / DUNNETT(1);", message_unexpected, 23, 1, "'1'"},
+                     {"MEANS block / BON, SNK;", message_unexpected, 18, 1, " "},
+                     {"CONTRAST a block 1 -1;", message_no_label, 10, 1, ""},
+                 });
+    check(step, {
+                    {"MODEL y1 block / SOLUTION;", message_model_equals, 10, 5, ""},
+                    {"MODEL y1 = x1(block;", message_incomplete, 20, 1, ");"},
+                    {"ID y1, y2;", message_unexpected, 6, 1, " "},
+                });
+}
+
+TEST_CASE("mistakes: a missing semicolon is told at the end of the text before it") {
+    struct Slip {
+        const char* program;
+        int line, column;
+        const char* suggest;
+    };
+    const Slip slips[] = {
+        {"PROC VEK DATA=TRIAL\nCLASS block;\nMODEL y1 = x1;\nRUN;", 1, 0, "';"},
+        {"PROC VEK DATA=TRIAL;\nCLASS block\nMODEL y1 = x1;\nRUN;", 2, 11, "k;"},
+        {"PROC VEK DATA=TRIAL;\nCLASS block MODEL y1 = x1;\nRUN;", 2, 11, "k;"},
+        {"PROC VEK DATA=TRIAL;\nMODEL y1 = x1 / SOLUTION CLM\nRUN;", 2, 28, "M;"},
+        {"PROC VEK DATA=TRIAL;\nMODEL y1 = x1\nOUTPUT OUT=o P=p;\nRUN;", 2, 13, "1;"},
+        {"PROC VEK DATA=TRIAL;\nMODEL y1 = x1;\nOUTPUT OUT=o P=p\nRUN;", 3, 16, "p;"},
+        {"PROC VEK DATA=TRIAL;\nMODEL y1 = x1;\nCONTRAST 'a' x1 1\nESTIMATE 'b' x1 1;\nRUN;", 3, 17, "1;"},
+        {"PROC VEK DATA=TRIAL;\nMODEL y1 = x1;\nREPEATED time 2\nMEANS / BON;\nMANOVA H=x1\nRUN;", 5, 11, "1;"},
+        {"PROC VEK DATA=TRIAL;\nLABEL y1='a'\nMODEL y1 = x1;\nRUN;", 2, 12, "';"},
+        {"PROC VEK DATA=TRIAL;\nWHERE x1 > 3\nMODEL y1 = x1;\nRUN;", 2, 12, "3;"},
+        {"PROC VEK DATA=TRIAL;\nMODEL y1 = x1;\nRUN\nPROC VEK DATA=TRIAL;\nMODEL y1 = x1;\nRUN;", 3, 3, "N;"},
+        {"TITLE 'a'\nPROC VEK DATA=TRIAL;\nMODEL y1 = x1;\nRUN;", 1, 9, "';"},
+        {"OPTIONS LINESIZE=80\nPROC VEK DATA=TRIAL;\nMODEL y1 = x1;\nRUN;", 1, 19, "0;"},
+    };
+    for (const Slip& slip : slips) {
+        CAPTURE(slip.program);
+        const std::vector<LogEntry> errors = errors_of(slip.program);
+        // MEANS without effects is a mistake of its own, behind which the next one is still found.
+        const std::size_t own = std::string_view(slip.program).find("MEANS") != std::string_view::npos ? 1 : 0;
+        REQUIRE(errors.size() == 1 + own);
+        CHECK(errors[own].number == message_missing_semicolon);
+        CHECK(errors[own].place.line == slip.line);
+        if (slip.column > 0) CHECK(errors[own].place.column == slip.column);
+        CHECK(errors[own].place.length == 1);
+        CHECK(errors[own].suggest == slip.suggest);
+    }
+}
+
+TEST_CASE("mistakes: a value outside its range, a value too many, a value too few") {
+    check("PROC VEK DATA=TRIAL;", {
+                                      {"MODEL y1 = x1 / ALPHA=1.5;", message_out_of_range, 23, 3, ""},
+                                      {"MODEL y1 = x1 / ALPHA=-.5;", message_out_of_range, 23, 3, ""},
+                                      {"MODEL y1 = x1 / SOLUTION=2;", message_takes_no_value, 25, 1, ""},
+                                      {"MODEL y1 = x1 / ALPHA=a;", message_unexpected, 23, 1, ""},
+                                      {"MODEL y1 = x1; MEANS x1 / KRATIO=1;", message_not_class, 22, 2, ""},
+                                      {"OPTIONS LINESIZE=3;", message_out_of_range_text, 18, 1, ""},
+                                      {"OPTIONS LINESIZE=wide;", message_option_not_number, 18, 4, ""},
+                                  });
+    check(model, {
+                     {"MEANS block / KRATIO=1;", message_too_low, 22, 1, ""},
+                     {"MEANS block / ETYPE=5;", message_out_of_range, 21, 1, ""},
+                     {"FREQ plots x1;", message_one_variable, 12, 2, ""},
+                     {"MEANS;", message_incomplete, 6, 1, ""},
+                     {"RANDOM / Q;", message_unexpected, 8, 1, ""},
+                     {"TEST E=x1;", message_unexpected, 6, 1, ""},
+                     {"CONTRAST 'c' block;", message_no_coefficient, 14, 5, ""},
+                     {"CONTRAST 'c';", message_incomplete, 13, 1, ""},
+                     {"ESTIMATE 'c' block 1, x1 1;", message_one_row, 21, 1, ""},
+                     {"LSMEANS block / AT x1=1 TO 3 BY -1;", message_step_never_ends, 23, 12, ""},
+                     {"LSMEANS block / AT x1=1 TO 1E9;", message_range_too_long, 23, 8, ""},
+                 });
+    for (const char* proc : {"PROC VEK NAMELEN=19 DATA=TRIAL;", "PROC VEK NAMELEN=201 DATA=TRIAL;"}) {
+        const std::vector<LogEntry> errors = errors_of(std::string(proc) + "MODEL y1 = x1; RUN;");
+        REQUIRE(errors.size() == 1);
+        CHECK(errors[0].number == message_out_of_range);
+    }
+}
+
+TEST_CASE("mistakes: variables and effects that cannot be what the statement needs") {
+    check(step, {
+                    {"MODEL block = x1;", message_not_numeric, 7, 5, ""},
+                    {"MODEL y1 = x1(x2);", message_nesting_not_class, 15, 2, ""},
+                    {"MODEL y1 = block(block);", message_crossed_and_nested, 12, 12, ""},
+                    {"MODEL y1 = INTERCEPT x1;", message_intercept_not_here, 12, 9, ""},
+                    {"MODEL y1 = x1-x4;", message_unknown_variable, 15, 2, "x1"},
+                    {"MODEL y1 = x3-x1;", message_range_backwards, 12, 5, "x1-x3"},
+                    {"MODEL y1 = x1-dose;", message_not_numbered, 12, 7, ""},
+                    {"MODEL y1 = x1*x2-x3;", message_range_of_terms, 12, 5, ""},
+                    {"ID z:;", message_no_prefix, 4, 1, ""},
+                    {"FREQ block;", message_not_numeric, 6, 5, ""},
+                    {"ID x1-x999999;", message_range_too_long, 4, 10, ""},
+                });
+    check(model, {
+                     {"MEANS x1;", message_not_class, 7, 2, ""},
+                     {"LSMEANS block*x1;", message_not_class, 15, 2, ""},
+                     {"RANDOM dose;", message_not_class, 8, 4, ""},
+                     {"LSMEANS INTERCEPT;", message_intercept_not_here, 9, 9, ""},
+                     {"TEST H=x2 E=block;", message_not_in_model, 8, 2, "x1"},
+                 });
+    // A text variable that was not listed on CLASS: the statements that use it are not complained of again.
+    const std::vector<LogEntry> errors =
+        errors_of("PROC VEK DATA=TRIAL; MODEL y1 = block; MEANS block; LSMEANS block; CONTRAST 'a' block 1 -1; RUN;");
+    REQUIRE(errors.size() == 1);
+    CHECK(errors[0].number == message_text_not_class);
+}
+
+TEST_CASE("mistakes: limits are refused by their numbers") {
+    std::string bars = "MODEL y1 = ", crossed = "MODEL y1 = ", rows = "CONTRAST 'a' ";
+    std::string long_name(200, 'a');
+    for (int i = 0; i < 14; ++i) bars += (i == 0 ? "" : "|") + std::string(i % 2 == 0 ? "x1" : "x2");
+    for (int i = 0; i < 70; ++i) crossed += (i == 0 ? "" : "*") + std::string("x1");
+    for (int i = 0; i < 10001; ++i) rows += (i == 0 ? "" : ",") + std::string("x1 1");
+    const std::pair<std::string, int> programs[] = {
+        {crossed, message_term_too_long},
+        {"ID " + long_name, message_name_too_long},
+        {"TITLE '" + std::string(40000, 'a') + "'", message_text_too_long},
+        {"MODEL y1=x1; " + rows, message_too_many_rows},
+    };
+    for (const auto& [statement, number] : programs) {
+        const std::vector<LogEntry> errors = errors_of("PROC VEK DATA=TRIAL; " + statement + ";");
+        REQUIRE(errors.size() == 1);
+        CHECK(errors[0].number == number);
+        CHECK(errors[0].text.find("the limit") != std::string::npos);
+    }
+    std::string classes = "PROC VEK DATA=TRIAL; MODEL y1 = x1";
+    for (const char* v : {"x2", "x3", "dose", "plots", "yield", "y2", "y3", "'time cost'n"})
+        classes += std::string("|") + v;
+    for (int i = 0; i < 5; ++i) classes += "|x1*x2|x3*dose|plots*x2*x2|x1*x1*x1";
+    const std::vector<LogEntry> errors = errors_of(classes + ";");
+    REQUIRE(errors.size() == 1);
+    CHECK(errors[0].number == message_too_many_terms);
+}
+
+TEST_CASE("mistakes: statements where they do not belong") {
+    struct Program {
+        const char* text;
+        std::vector<int> numbers;  // of group 900, or of group 172 negative
+    };
+    const Program programs[] = {
+        {"MODEL y1 = x1; CLASS block; RUN;", {message_outside_step}},
+        {"WHERE x1 > 3;", {message_only_in_step}},
+        {"PROC VEK DATA=TRIAL; VALUE a 1='b'; MODEL y1=x1; RUN;", {message_in_step}},
+        {"PORC VEK DATA=TRIAL; CLASS block; MODEL y1=block; RUN;", {message_unknown_statement}},
+        {"PROC VEKK DATA=TRIAL; CLASS block; MODEL y1=block; RUN;", {message_unknown_procedure}},
+        {"PROC REGRESSION DATA=TRIAL; CLASS block; MODEL y1=block; RUN;", {message_unknown_procedure}},
+        {"PROC; CLASS block; MODEL y1=block; RUN;", {message_incomplete}},
+        {"* a comment; PROC VEK DATA=TRIAL; MODEL y1=x1; RUN;", {message_star_comment}},
+        {"PROC VEK DATA=TRIAL; MODEL y1=x1; MODEL y2=x1; RUN;", {-38}},
+        {"PROC ANOVA DATA=TRIAL; CLASS block; MODEL y1=block / SS3;", {message_option_of_full}},
+        {"PROC ANOVA DATA=TRIAL; CLASS block; MODEL y1=block; TEST H=block E=block / HTYPE=1;", {message_no_options}},
+        {"PROC ANOVA DATA=TRIAL; CLASS block; MODEL y1=block; CONTRAST 'a' block 1 -1;", {-40}},
+        {"PROC ANOVA DATA=TRIAL; CLASS block; MODEL y1=block; ESTIMATE 'a' block 1 -1;", {-42}},
+        {"PROC ANOVA DATA=TRIAL; CLASS block; MODEL y1=block; OUTPUT OUT=o P=p;", {-44}},
+        {"PROC ANOVA DATA=TRIAL; CLASS block; MODEL y1=block; LSMEAN block;", {-46}},
+        {"PROC ANOVA DATA=TRIAL; CLASS block; MODEL y1=block; RANDOM block;", {-48}},
+        {"PROC ANOVA DATA=TRIAL; WEIGHT x1; ID x1; CLASS block; MODEL y1=block;",
+         {message_not_in_anova, message_not_in_anova}},
+    };
+    for (const Program& program : programs) {
+        CAPTURE(program.text);
+        std::vector<int> numbers;
+        for (const LogEntry& e : errors_of(program.text)) numbers.push_back(e.group == 172 ? -e.number : e.number);
+        std::string got, wanted;
+        for (const int n : numbers) got += std::to_string(n) + " ";
+        for (const int n : program.numbers) wanted += std::to_string(n) + " ";
+        CHECK(got == wanted);
+    }
+}
+
+TEST_CASE("mistakes: each statement's own is told, and nothing of the step runs behind the first") {
+    const std::vector<LogEntry> entries = run_text(
+        "PROC VEK DATA=TRIAL; CLASS block; MODEL y1 = block; RUN;\n"
+        "MEANS blok;\n"
+        "LSMEANS block / CLL;\n"
+        "MEANS block;\n"
+        "RUN;\n"
+        "PROC VEK DATA=TRIAL; MODEL y1 = x1; RUN;");
+    std::vector<int> lines;
+    for (const LogEntry& e : entries) {
+        if (e.level == Level::error) lines.push_back(e.place.line);
+    }
+    CHECK(lines == std::vector<int>{2, 3});
+    CHECK(std::any_of(entries.begin(), entries.end(), [](const LogEntry& e) {
+        return e.group == statement_messages && e.number == message_rest_not_run;
+    }));
+}
+
+TEST_CASE("interactive: a mistake costs its statement alone") {
+    const std::vector<LogEntry> entries = run_text(
+        "PROC VEK DATA=TRIAL; CLASS block variaty; CLASS block; CLASSES dose foo;\n"
+        "MODEL y1 = blok; MODEL y2 = block x1; WHERE x1 >; FORMAT z 8.2;\n"
+        "CONTRAST 'a' block; CONTRAST 'b' block 1 -1; MEANS dose; RUN; WHERE x1 > 3; MEANS blck; TEST H=block E=x1; "
+        "QUIT;",
+        true);
+    std::vector<std::string> records;
+    int errors = 0, undone = 0;
+    for (const LogEntry& e : entries) {
+        errors += e.level == Level::error ? 1 : 0;
+        undone += e.group == 211 && e.number == 2 ? 1 : 0;
+        if (e.text.starts_with("SEM ")) records.push_back(e.text.substr(4));
+    }
+    CHECK(errors == 9);
+    CHECK(undone == 9);
+    // The failed CLASS statements left no variable behind, the failed MODEL no regressor, and the chain is whole.
+    const std::vector<std::string> expected = {
+        "PROC | 11: input", "PROC | 2: 10 | 11: input", "MODEL | 4: 2 | 5: block x1",
+        "CONTRAST | 1: block | 2: 1 -1 | 3: 2 | 4: 1 | 5: \"b\"", "TEST | 3: block | 4: x1"};
+    CHECK(records == expected);
+}
+
+TEST_CASE("interactive: a PROC statement with a mistake ends its step without a second message") {
+    const std::vector<LogEntry> errors = errors_of(
+        "PROC VEK DAAT=TRIAL; CLASS block; MODEL y1=block; RUN; PROC VEK DATA=TRIAL; MODEL y1=x1; RUN;", true);
+    REQUIRE(errors.size() == 1);
+    CHECK(errors[0].suggest == "DATA");
+}
+
+TEST_CASE("messages show the line with marks under the place, also far to the right and under wide letters") {
+    const std::vector<LogEntry> errors = errors_of("PROC VEK DATA=TRIAL;\n/* 表 */\tMODEL y1 = x1 / SOLUTON;\nRUN;");
+    REQUIRE(errors.size() == 1);
+    CHECK(errors[0].place.column == 25);
+    CHECK(errors[0].excerpt ==
+          "/* 表 */ MODEL y1 = x1 / SOLUTON;\n"
+          "                         ^~~~~~~\n"
+          "expected an option of MODEL or \";\"; did you mean SOLUTION?");
+    const std::vector<LogEntry> far =
+        errors_of("PROC VEK DATA=TRIAL; /*" + std::string(300, '-') + "*/ MODEL y1 = x1 / SOLUTON;");
+    REQUIRE(far.size() == 1);
+    CHECK(far[0].excerpt.substr(0, far[0].excerpt.find('\n')).size() <= 106);
+    CHECK(far[0].excerpt.find("SOLUTON;\n") != std::string::npos);
+}
