@@ -147,7 +147,10 @@ bool ContrastRows::build() {
             const Effect& e = *entry.effect;
             const bool in_model = is_intercept(e) || (e.number >= 1 && e.number <= zgm.neff &&
                                                       zgm.effects[e.number] == &e);
-            if (!in_model || !place_entry(row(r), entry)) return false;
+            if (!in_model || !place_entry(row(r), entry)) {
+                xpmlog(172, 994, q.s.slot(slot_label).text(), e.text());
+                return false;
+            }
         }
         fill_in(row(r), entries);
         if (q.divisor != 0) {

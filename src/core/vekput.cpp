@@ -321,15 +321,16 @@ void PredictionList::fill(const Replay& replay) {
     if (!wzmis(y)) row.residual = y - row.predicted;
     if (mode != mode_predicted) {
         const double h = std::max(0.0, fit.variance_factor());
+        const double weight = zgm.nwgt == 0 ? 1 : *zgm.wgtval;
         if (!wzmis(y) && !wzmis(w)) {
-            const double d = 1 - h * w;
+            // One of the observations that a frequency counts is left out, so its own weight is the leverage.
+            const double d = 1 - h * weight;
             if (std::fabs(d) <= leverage_one) {
                 sums.press_complete = false;
             } else {
                 sums.press += row.residual / d * (row.residual / d) * w;
             }
         }
-        const double weight = zgm.nwgt == 0 ? 1 : *zgm.wgtval;
         set_limits(h, zgm.nwgt > 0 && (wzmis(weight) || weight <= 0) ? missing : weight);
     }
     if (in_fit) sums.add(row.residual, w);
