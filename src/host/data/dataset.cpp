@@ -321,6 +321,9 @@ ExpressionVariable find_for_condition(const DataSet& data, std::string_view name
             return made(data.source_variables[c], static_cast<int>(c));
         }
     }
+    for (const auto& [old_name, column] : data.old_names) {
+        if (old_name == folded) return made(data.source_variables[static_cast<std::size_t>(column)], column);
+    }
     return {-1, false, nearest_variable(data.variables, name)};
 }
 

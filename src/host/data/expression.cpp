@@ -172,8 +172,9 @@ class ConditionReader {
             Node right = sum();
             if (right == nullptr) return nullptr;
             if (left->text != right->text) {
-                const Token& text = left->text ? first : second;
-                return failed(left->text ? second : first, 3, shown_token(text));
+                // The constant is what is most likely written wrongly.
+                const bool at_first = left->operation == Operation::constant && right->operation != Operation::constant;
+                return failed(at_first ? first : second, 3, shown_token(left->text ? first : second));
             }
             Node one = made(operation, left, right);
             all = all == nullptr ? std::move(one) : made(Operation::logical_and, std::move(all), std::move(one));

@@ -196,6 +196,7 @@ class ValueReader {
     }
 
     bool read_end(RangeEnd* end) {
+        *end = {};
         if (cursor_.accept("LOW") || cursor_.accept("HIGH")) {
             end->open = true;
             return true;

@@ -372,6 +372,7 @@ class Overlay {
             if (kept[at] == 0) return complaints_.fail(renaming.from, 70, {renaming.from.text});
             if (renamed[at] != 0) return complaints_.fail(renaming.from, 71, {renaming.from.text});
             renamed[at] = 1;
+            data_.old_names.emplace_back(folded_name(data_.source_variables[at].name), column);
             data_.source_variables[at].name = renaming.to.text;
         }
         return true;

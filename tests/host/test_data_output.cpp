@@ -1,0 +1,246 @@
+// Data sets that a run makes: in memory and in files, put in place when their run group ends, and read back.
+#include <doctest/doctest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "host/data_support.h"
+#include "host/storage/utility_file.h"
+
+using namespace vek;
+using namespace vek::test;
+
+namespace {
+
+std::string content(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::stringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+/// Writes a data set of one number and one text, row by row, and closes it.
+void fill(DataSet* data, const std::vector<std::pair<double, std::string>>& rows) {
+    double number = 0;
+    char text[24];
+    PutList* list = xvputi(data);
+    CHECK(xvputd(list, "x", VariableType::numeric, 8, &number, "a label") >= 0);
+    CHECK(xvputd(list, "_NAME_", VariableType::character, sizeof text, text) >= 0);
+    CHECK(xvputd(list, "X", VariableType::numeric, 8, &number) < 0);
+    xvpute(list);
+    for (const auto& [value, word] : rows) {
+        number = value;
+        std::fill(std::begin(text), std::end(text), ' ');
+        std::copy(word.begin(), word.end(), text);
+        xyvput(list, 0);
+    }
+    xvputt(list);
+    xoclose(data);
+}
+
+std::vector<std::string> left_in(const std::string& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) names.push_back(entry.path().filename());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+}  // namespace
+
+TEST_CASE("a data set in memory is there for the next step, with its labels, and not before its group has ended") {
+    DataStep step;
+    fill(step.create("Stats"), {{1.5, "a"}, {missing, ""}, {vzmissing('Q'), "c d"}});
+    CHECK(step.open("stats") == nullptr);
+    host_log().clear();
+    CHECK(end_run_group_data(true));
+    end_step_data();
+    begin_step_data();
+    DataSet* data = step.open("stats");
+    CHECK(directory(data) == "x _NAME_:$24");
+    CHECK(xvname(data, 0).label == "a label");
+    CHECK(joined(all_rows(data, true)) == "1:1.5 |a|; 2:. ||; 3:.Q |c d|");
+    CHECK(xoinfo(data, 9) == 3);
+    CHECK(xoinfo(data, 23) == 1);
+    // The data set made last, and its options.
+    CHECK(joined(all_rows(open_last({}))) == "1.5 |a|; . ||; .Q |c d|");
+    CHECK(joined(all_rows(step.open("STATS(where=(x is missing) rename=(x=y))"))) == ". ||; .Q |c d|");
+    CHECK(log_numbers() == "");
+    CHECK(step.open("stats(delimiter=';')") == nullptr);
+    CHECK(log_numbers() == "910/72@1");
+}
+
+TEST_CASE("a failed group leaves none of its data sets, and what stood under their names stays") {
+    DataStep step;
+    fill(step.create("d"), {{1, "old"}});
+    fill(step.create("'" + step.path("d.csv") + "'"), {{1, "old"}});
+    CHECK(end_run_group_data(true));
+    end_step_data();
+    begin_step_data();
+    fill(step.create("d"), {{2, "new"}});
+    fill(step.create("'" + step.path("d.csv") + "'"), {{2, "new"}});
+    fill(step.create("'" + step.path("e.csv") + "'"), {{2, "new"}});
+    CHECK(end_run_group_data(false));
+    end_step_data();
+    begin_step_data();
+    CHECK(joined(all_rows(step.open("d"))) == "1 |old|");
+    CHECK(content(step.path("d.csv")) == "x,_NAME_\n1,old\n");
+    // One that was never closed goes with its step.
+    step.create("'" + step.path("f.csv") + "'");
+    CHECK(end_run_group_data(true));
+    end_step_data();
+    CHECK(joined(left_in(step.folder())) == "d.csv");
+}
+
+TEST_CASE("files: every double reads back, and texts are quoted where they must be") {
+    const double values[] = {0.1,
+                             1.0 / 3,
+                             1e300,
+                             -5e-324,
+                             123456789,
+                             1e15,
+                             1e22,
+                             -0.0,
+                             2.5e-7,
+                             100000,
+                             missing,
+                             vzmissing('A'),
+                             std::numeric_limits<double>::max(),
+                             0x1.fffffffffffffp-1,
+                             4503599627370497.5};
+    std::vector<std::pair<double, std::string>> rows;
+    const char* texts[] = {"plain", "a,b", "say \"x\"", "two\nlines", " leading", "tab\there", "semi;colon", "\r"};
+    for (std::size_t i = 0; i < std::size(values); ++i) rows.emplace_back(values[i], texts[i % std::size(texts)]);
+    for (const char* name : {"o.csv", "o.tsv", "o.csv.gz", "o.tsv.zst", "o.txt"}) {
+        for (const char* options : {"", "(delimiter=';' decimal=',')"}) {
+            CAPTURE(name);
+            CAPTURE(options);
+            DataStep step;
+            const std::string reference = "'" + step.path(name) + "'" + options;
+            fill(step.create(reference), rows);
+            REQUIRE(end_run_group_data(true));
+            DataSet* data = step.open(reference);
+            REQUIRE(data != nullptr);
+            REQUIRE(xbynext(data));
+            FetchList* list = xvgeti(data, 2);
+            xvgetd(list, 0);
+            xvgetd(list, 1);
+            xvgete(list);
+            Column columns[2];
+            REQUIRE(xybget(list, columns) == static_cast<int>(rows.size()));
+            for (std::size_t r = 0; r < rows.size(); ++r) {
+                CHECK(std::memcmp(&columns[0].number[r], &rows[r].first, sizeof(double)) == 0);
+                const TextValue& text = columns[1].text[r];
+                CHECK(std::string(text.data, static_cast<std::size_t>(text.length)) == rows[r].second);
+            }
+        }
+    }
+    DataStep step;
+    fill(step.create("'" + step.path("o.csv") + "'"),
+         {{100000, "a"}, {0.1, "b"}, {missing, ""}, {vzmissing('A'), "d"}});
+    REQUIRE(end_run_group_data(true));
+    CHECK(content(step.path("o.csv")) == "x,_NAME_\n100000,a\n0.1,b\n,\n.A,d\n");
+}
+
+TEST_CASE("copied variables keep name, type, length, label and format, in any order of the input's blocks") {
+    DataStep step;
+    std::string bytes = "t,x\n";
+    for (int i = 0; i < 30000; ++i) bytes += "name" + std::to_string(i) + "," + std::to_string(i) + "\n";
+    DataSet* in = step.open_bytes(bytes);
+    set_label(in, 1, "the x");
+    set_format(in, 1, format_from_text("F", 8, 2));
+    DataSet* out = step.create("copy(keep=t x twice drop=unwanted rename=(twice=double))");
+    REQUIRE(xbynext(in));
+    FetchList* from = xvgeti(in, 2);
+    const int x = xvgetd(from, 1), t = xvgetd(from, 0);
+    CHECK(xvgetd(from, 1) == x);
+    xvgete(from);
+    double twice = 0;
+    PutList* to = xvputi(out);
+    CHECK(xvputcv(to, from, t) >= 0);
+    CHECK(xvputcv(to, from, x) >= 0);
+    CHECK(xvputcv(to, from, x) < 0);
+    CHECK(xvputd(to, "Unwanted", VariableType::numeric, 8, &twice) >= 0);
+    CHECK(xvputd(to, "twice", VariableType::numeric, 8, &twice) >= 0);
+    xvpute(to);
+    Column columns[2];
+    while (const int rows = xybget(from, columns)) {
+        for (int r = 0; r < rows; ++r) {
+            twice = 2 * columns[x].number[r];
+            xyvput(to, r);
+        }
+    }
+    xvputt(to);
+    xoclose(out);
+    xomsg(out);
+    REQUIRE(end_run_group_data(true));
+    DataSet* copy = step.open("copy");
+    CHECK(directory(copy) == "t:$9 x double");
+    CHECK(xvname(copy, 1).label == "the x");
+    CHECK(xvname(copy, 1).format == "F");
+    CHECK(xvname(copy, 1).formatdecimals == 2);
+    const std::vector<std::string> rows = all_rows(copy);
+    REQUIRE(rows.size() == 30000);
+    CHECK(rows[0] == "|name0| 0 0");
+    CHECK(rows[29999] == "|name29999| 29999 59998");
+    CHECK(log_numbers() == "910/42");
+}
+
+TEST_CASE("--keep writes the data sets of the run, and nothing outside its folder") {
+    DataStep step;
+    for (const char* name : {"kept", "'../outside'n", "'a/b'n", "'.hidden'n", "Two"})
+        fill(step.create(name), {{1, name}});
+    REQUIRE(end_run_group_data(true));
+    const std::string folder = step.path("keep");
+    CHECK_FALSE(keep_data_sets(folder));
+    CHECK(joined(left_in(folder)) == "Two.csv; kept.csv");
+    CHECK(joined(left_in(step.folder())) == "keep");
+    CHECK(content(folder + "/kept.csv") == "x,_NAME_\n1,kept\n");
+    CHECK(log_numbers() == "910/44 910/44 910/44");
+}
+
+TEST_CASE("what cannot be written is refused, and a failed write leaves nothing") {
+    DataStep step;
+    CHECK(step.create("'" + step.folder() + "'") == nullptr);
+    CHECK(step.create("'" + step.path("no/such/folder.csv") + "'") == nullptr);
+    CHECK(step.create("x(obs=3)") == nullptr);
+    CHECK(step.create("x(delimiter=';')") == nullptr);
+    CHECK(step.create("x(keep=a-b)") == nullptr);
+    CHECK(step.create("same") != nullptr);
+    CHECK(step.create("SAME") == nullptr);
+    CHECK(log_numbers() == "910/77@1 910/77@1 910/73@1 910/72@1 910/74@1 910/76@1");
+    host_log().clear();
+    DataSet* data = step.create("'" + step.path("full.csv") + "'");
+    REQUIRE(data != nullptr);
+    fail_write(1);
+    fill(data, {{1, "a"}});
+    CHECK_FALSE(end_run_group_data(true));
+    fail_write(0);
+    CHECK(log_numbers() == "910/43");
+    CHECK(left_in(step.folder()).empty());
+    // An option that names no variable of the output ends the step.
+    DataSet* other = step.create("other(drop=nothing)");
+    CHECK(left_with([&] { fill(other, {{1, "a"}}); }) == 2000);
+}
+
+TEST_CASE("an output may be the input: the old rows are read to the end") {
+    DataStep step;
+    std::string bytes = "x,_NAME_\n";
+    for (int i = 0; i < 50000; ++i) bytes += std::to_string(i) + ",row\n";
+    const std::string reference = "'" + step.write("d.csv", bytes) + "'";
+    DataSet* in = step.open(reference);
+    DataSet* out = step.create(reference);
+    REQUIRE(xbynext(in));
+    fill(out, {{7, "new"}});
+    REQUIRE(end_run_group_data(true));
+    CHECK(group_rows(in).size() == 50000);
+    CHECK(content(step.path("d.csv")) == "x,_NAME_\n7,new\n");
+    end_step_data();
+    begin_step_data();
+    CHECK(joined(all_rows(step.open(reference))) == "7 |new|");
+}
