@@ -1,5 +1,4 @@
-// The catalogue: finds a message by group and number and puts its arguments into the places of its text; and the
-// operations by which the module writes messages.
+// The catalogue: finds a message by group and number and puts its arguments into the places of its text.
 #include "host/message/catalogue.h"
 
 #include <algorithm>
@@ -104,22 +103,28 @@ std::string format_message(int group, int number, MessageArguments list) {
     return row == nullptr ? unknown_message(group, number, list) : fill(row->text, list);
 }
 
-void report(int group, int number, MessageArguments list, const Place& place, std::string suggest,
-            std::string excerpt) {
+LogEntry make_entry(int group, int number, MessageArguments list, const Place& place, std::string suggest,
+                    std::string excerpt) {
     const CatalogueRow* row = find_message(group, number);
     if (row != nullptr && !row->hint.empty()) {
         if (!excerpt.empty() && excerpt.back() != '\n') excerpt.push_back('\n');
         excerpt.append(row->hint);
     }
-    host_log().add({row == nullptr ? Level::error : row->level, group, number, format_message(group, number, list),
-                    place, std::move(suggest), std::move(excerpt)});
+    return {row == nullptr ? Level::error : row->level,
+            group,
+            number,
+            format_message(group, number, list),
+            place,
+            std::move(suggest),
+            std::move(excerpt)};
+}
+
+void report(int group, int number, MessageArguments list, const Place& place, std::string suggest,
+            std::string excerpt) {
+    host_log().add(make_entry(group, number, list, place, std::move(suggest), std::move(excerpt)));
 }
 
 // ---- what the module calls --------------------------------------------------------------------------------------
-
-void message_to_log(int group, int number, MessageArguments list) {
-    report(group, number, list, host_log().statement());
-}
 
 std::string message_text(int group, int number, MessageArguments list) { return format_message(group, number, list); }
 

@@ -46,6 +46,10 @@ std::array<MessageArgument, sizeof...(A)> arguments(const A&... list) {
     return {MessageArgument(list)...};
 }
 
+/// A message as an entry of the log, with its level and hint from the catalogue.
+LogEntry make_entry(int group, int number, MessageArguments arguments, const Place& place, std::string suggest = {},
+                    std::string excerpt = {});
+
 /// Writes a message of the host to the log. The hint of the catalogue follows the excerpt.
 void report(int group, int number, MessageArguments arguments, const Place& place, std::string suggest = {},
             std::string excerpt = {});

@@ -9,6 +9,7 @@
 #include "host/session/options.h"
 #include "host/session/session.h"
 #include "host/storage/leave.h"
+#include "host/table/report.h"
 #include "host/table/service.h"
 
 namespace vek {
@@ -32,6 +33,15 @@ std::string formatted(const char* format, std::va_list arguments) {
     return out;
 }
 
+std::string shown_by(const ReportContext& context) {
+    std::string out;
+    for (const auto& [variable, value] : context.by) {
+        if (!out.empty()) out.push_back(' ');
+        out.append(variable).append("=").append(value);
+    }
+    return out;
+}
+
 std::string_view service_text(int code) {
     constexpr int no_such_method = static_cast<int>(0x80008001U);
     constexpr int no_such_table = static_cast<int>(0x8000200AU);
@@ -41,6 +51,14 @@ std::string_view service_text(int code) {
 }
 
 }  // namespace
+
+void message_to_log(int group, int number, MessageArguments list) {
+    LogEntry entry = make_entry(group, number, list, host_log().statement());
+    // Within a BY group a message says which one.
+    const std::string by = shown_by(*tables().report().context());
+    if (!by.empty()) entry.text.append(" (").append(by).append(")");
+    host_log().add(std::move(entry));
+}
 
 void message_to_print(int group, int number, MessageArguments arguments) {
     tables().print_line(format_message(group, number, arguments));
