@@ -7,6 +7,7 @@
 #include "frame/host_message.h"
 #include "frame/host_storage.h"
 #include "frame/mainblock.h"
+#include "means/vekpmn.h"
 #include "output/vekout.h"
 
 namespace vek {
@@ -21,7 +22,7 @@ void refuse(std::string_view what) { xpmlog(172, 990, what); }
 int make_contrast(Statement& statement) { return vekcon(mainblock(), statement); }
 void run_manova(Statement&) { refuse("MANOVA"); }
 void run_repeated(Statement&) { refuse("REPEATED"); }
-void run_means(Statement&) { refuse("MEANS"); }
+void run_means(Statement& statement) { run_means_statement(mainblock(), statement); }
 void run_lsmeans(Statement&) { refuse("LSMEANS"); }
 void run_random(Statement&) { refuse("RANDOM"); }
 void run_output(Statement& statement) { vekout(mainblock(), statement); }

@@ -13,6 +13,7 @@
 #include "frame/mainblock.h"
 #include "frame/table.h"
 #include "frame/vekpars.h"
+#include "means/homogeneity.h"
 #include "model/zgminit.h"
 #include "model/zgmpsl.h"
 #include "output/vekout.h"
@@ -34,8 +35,14 @@ Statement* dispatch(Statement* first, int phase) {
     return last;
 }
 
+/// Completes the data sets that statements write.
+void close_data_sets(MainBlock& F) {
+    close_output(F);
+    close_means_output(proc().head);
+}
+
 [[noreturn]] void vekterm(int code) {
-    close_output(mainblock());
+    close_data_sets(mainblock());
     xexit(code, 0);
 }
 
@@ -74,7 +81,7 @@ void run_groups(bool final) {
         dispatch(proc().head, phase_levels);
         run_passes();
     }
-    close_output(F);
+    close_data_sets(F);
     if (final) vekterm(proc().rc);
     F.runstate = runstate_all_done;
 }
@@ -113,7 +120,7 @@ int vekdo(bool final) {
             run_groups(final);
             return 0;
         }
-        close_output(F);
+        close_data_sets(F);
     }
     if (final) vekterm(P.rc);
     return 0;
