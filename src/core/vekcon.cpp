@@ -148,7 +148,7 @@ bool ContrastRows::build() {
             const bool in_model = is_intercept(e) || (e.number >= 1 && e.number <= zgm.neff &&
                                                       zgm.effects[e.number] == &e);
             if (!in_model || !place_entry(row(r), entry)) {
-                xpmlog(172, 994, q.s.slot(slot_label).text(), e.text());
+                xpmlog(172, 996, q.s.slot(slot_label).text(), e.text());
                 return false;
             }
         }
@@ -207,7 +207,12 @@ void ContrastRows::explain(int r, int column, double expected) const {
     }
     xpmlog(172, 991, q.s.slot(slot_label).text(), r + 1, shown, parameter.short_text(column),
            parameter.number(coefficients[column]), parameter.number(expected));
-    const std::string empty = parameter.empty_cell_near(column);
+    // A cell without data at a level that the row asks for is the likely reason; else one beside the column in question.
+    std::string empty;
+    for (int c = 0; c < zgm.ncol && empty.empty(); ++c) {
+        if (coefficients[c] != 0) empty = parameter.empty_cell_near(c);
+    }
+    if (empty.empty()) empty = parameter.empty_cell_near(column);
     if (!empty.empty()) xpmlog(172, 992, empty);
 }
 
