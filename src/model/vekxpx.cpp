@@ -161,7 +161,9 @@ void forward_sweep(MainBlock& F, const ColumnRange& range) {
             walk.sweep(c, d);
         }
         if (c + 1 < zgm.ncol && F.coleffect[c + 1] == e) continue;
-        write_reduction(F, zgm, c == 0 && F.yorigin != nullptr ? F.colsum + zgm.ncol : nullptr);
+        // Only the intercept feels the shift of the origin; with absorbed variables the first column is another's.
+        const bool intercept = c == 0 && F.yorigin != nullptr && zgm.nabsorb == 0;
+        write_reduction(F, zgm, intercept ? F.colsum + zgm.ncol : nullptr);
         if (type1_rows || (intercept_row && e == 0)) {
             walk.settle();
             write_type1_rows(F, start, c, e);
