@@ -73,7 +73,7 @@ void print_tolerances(const MainBlock& F, const double* diagonal) {
     Table t(F.out, "Tolerances", rdvmsg(172, 378));
     t.attribute("hdep", dependents_heading(F));
     t.text("Variable", 13, name).number("TypeITolerance", type1).number("TypeIITolerance", type2);
-    t.bind("drim.VEK.Tolerances");
+    t.bind("DRIM.VEK.Tolerances");
     for (int c = 0; c < zgm.ncol; ++c) {
         name = std::string_view(F.parmnames[c], sizeof F.parmnames[c]);
         name = name.substr(0, name.find_last_not_of(' ') + 1);
