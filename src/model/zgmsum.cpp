@@ -303,6 +303,41 @@ void add_loose_values(const Summation& s) {
     }
 }
 
+/// sums += x. All is read before anything is written, so that a short vector takes few instructions.
+template <int W>
+void add_vector(double* sums, const double* x, int width) {
+    if constexpr (W > 0) {
+        double result[W];
+        for (int f = 0; f < W; ++f) result[f] = sums[f] + x[f];
+        for (int f = 0; f < W; ++f) sums[f] = result[f];
+    } else {
+        for (int f = 0; f < width; ++f) sums[f] += x[f];
+    }
+}
+
+/// Extends the ranges of the slots by the batch's |value|.
+template <int W>
+void extend_ranges(const SplitRow& row, const double* value, int count) {
+    const auto lower = [](double a, double b) { return b < a ? b : a; };
+    const auto higher = [](double a, double b) { return b > a ? b : a; };
+    if constexpr (W > 0) {
+        double low[W], high[W];
+        std::copy_n(row.smallest, W, low);
+        std::copy_n(row.largest, W, high);
+        for (int r = 0; r < count; ++r, value += W) {
+            for (int f = 0; f < W; ++f) low[f] = lower(low[f], std::fabs(value[f]));
+            for (int f = 0; f < W; ++f) high[f] = higher(high[f], std::fabs(value[f]));
+        }
+        std::copy_n(low, W, row.smallest);
+        std::copy_n(high, W, row.largest);
+    } else {
+        for (int r = 0; r < count; ++r, value += row.width) {
+            for (int f = 0; f < row.width; ++f) row.smallest[f] = lower(row.smallest[f], std::fabs(value[f]));
+            for (int f = 0; f < row.width; ++f) row.largest[f] = higher(row.largest[f], std::fabs(value[f]));
+        }
+    }
+}
+
 /// The fixed part of the batch: values, extremes, products with itself. W is its width, or 0 when it is known only at
 /// run time and the products go through the blocked kernel.
 template <int W>
@@ -315,14 +350,7 @@ void add_fixed_part(Summation& s) {
             for (int f = 0; f < width; ++f) batch.scaled[r * width + f] = batch.value[r * width + f] * batch.weight[r];
     }
     const double *value = batch.value, *scaled = batch.scaled;
-    for (int r = 0; r < count; ++r, value += width) {
-        for (int f = 0; f < width; ++f) {
-            const double size = std::fabs(value[f]);
-            row.largest[f] = std::max(row.largest[f], size);
-            row.smallest[f] = std::min(row.smallest[f], size);
-        }
-    }
-    value = batch.value;
+    extend_ranges<W>(row, value, count);
     if constexpr (W > 0) {
         double sums[W * W];
         std::copy_n(row.square, W * W, sums);
@@ -351,8 +379,7 @@ void add_class_element(const Summation& s, const SplitRow::ClassElement& e) {
     const int width = W > 0 ? W : s.row.width;
     const double* scaled = s.batch.scaled;
     for (int r = 0; r < s.batch.count; ++r, scaled += width) {
-        double* sums = e.sums + std::ptrdiff_t{e.column[r]} * width;
-        for (int f = 0; f < width; ++f) sums[f] += scaled[f];
+        add_vector<W>(e.sums + std::ptrdiff_t{e.column[r]} * width, scaled, width);
     }
 }
 
