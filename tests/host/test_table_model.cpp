@@ -207,6 +207,30 @@ TEST_CASE("report: folders, titles and BY values are those that held when the ta
     CHECK(tables[2]["titles"] == Json{"User's title", "Procedure"});
 }
 
+TEST_CASE("report: a BY group names itself when its first table asks, and its notes stay with it") {
+    TableStep step;
+    static int asked;
+    asked = 0;
+    const auto values = [](const DataSet*) {
+        ++asked;
+        return ByValues{{"block", std::to_string(asked)}};
+    };
+    tables().group_begins(values, nullptr);
+    small_table(step.out, "A");
+    small_table(step.out, "B");
+    tables().group_begins(values, nullptr);  // a group without tables
+    tables().group_begins(values, nullptr);
+    report_note(step.out, "of the third group");
+    small_table(step.out, "C");
+    CHECK(asked == 2);
+    const Json tables = json_tables();
+    CHECK(tables[0]["by"]["block"] == "1");
+    CHECK(tables[1]["by"]["block"] == "1");
+    CHECK(tables[1]["notes"].empty());
+    CHECK(tables[2]["by"]["block"] == "2");
+    CHECK(tables[2]["notes"] == Json{"of the third group"});
+}
+
 TEST_CASE("report: closing a folder closes those inside it") {
     TableStep step;
     Folder outer(step.out, "a", ""), inner(step.out, "b", "");

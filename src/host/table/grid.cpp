@@ -95,7 +95,7 @@ Grid::Grid(const TableModel& table) : table_(table), rules_(rules_of(table)) {
 // ---- columns ------------------------------------------------------------------------------------------------------
 
 void Grid::choose_columns() {
-    const std::vector<TableColumn>& all = table_.rows().columns;
+    const std::vector<TableColumn>& all = table_.rows().columns();
     std::vector<std::pair<std::size_t, std::size_t>> order;  // place in the template, place in the model
     std::vector<const TemplateColumn*> rules(all.size(), nullptr);
     for (std::size_t i = 0; i < all.size(); ++i) {
@@ -135,7 +135,7 @@ void Grid::choose_columns() {
 
 void Grid::choose_formats(GridColumn& column) {
     for (std::size_t s = 0; s < table_.sets.size(); ++s) {
-        const TableColumn& given = table_.sets[s].columns[column.source];
+        const TableColumn& given = table_.sets[s].columns()[column.source];
         NumberFormat format;
         const TemplateColumn* const rule = column.rule;
         format.form = rule == nullptr ? NumberForm::by_kind : rule->form;
@@ -193,7 +193,7 @@ bool Grid::fill(std::string_view text, const std::vector<Attribute>* attributes,
 
 void Grid::choose_headings() {
     for (GridColumn& column : columns) {
-        const TableColumn& given = table_.rows().columns[column.source];
+        const TableColumn& given = table_.rows().columns()[column.source];
         std::string_view fallback = given.label.empty() ? std::string_view(given.name) : std::string_view(given.label);
         if (table_.kind == TableKind::matrix && column.source == 0) fallback = table_.corner;
         std::string line;
@@ -237,7 +237,7 @@ void Grid::choose_texts() {
 }
 
 void Grid::choose_spans() {
-    const std::vector<TableColumn>& all = table_.sets.empty() ? std::vector<TableColumn>() : table_.rows().columns;
+    const std::vector<TableColumn>& all = table_.sets.empty() ? std::vector<TableColumn>() : table_.rows().columns();
     const auto named = [&](std::string_view name) {
         const auto found = std::find_if(columns.begin(), columns.end(),
                                         [&](const GridColumn& c) { return all[c.source].name == name; });
@@ -353,7 +353,7 @@ void Grid::cell(std::size_t row, std::size_t place, Cell& out) const {
     const std::size_t sets = table_.sets.size();
     const RowSet& set = table_.sets[row % sets];
     const std::size_t r = row / sets;
-    const TableColumn& given = set.columns[column.source];
+    const TableColumn& given = set.columns()[column.source];
     out.before = -1;
     switch (given.kind) {
         case ColumnKind::number:
@@ -483,7 +483,7 @@ void Grid::measure_numbers(GridColumn& column, std::size_t s) {
 }
 
 void Grid::measure(GridColumn& column) {
-    if (table_.rows().columns[column.source].kind == ColumnKind::number) {
+    if (table_.rows().columns()[column.source].kind == ColumnKind::number) {
         for (std::size_t s = 0; s < table_.sets.size(); ++s) measure_numbers(column, s);
     } else {
         Cell cell;

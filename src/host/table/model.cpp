@@ -55,6 +55,20 @@ void ByteBlock::grow(std::size_t wanted) {
     capacity_ = capacity;
 }
 
+void ByteBlock::fit() {
+    if (size_ == capacity_ || size_ == 0) return;
+    if (void* const moved = std::realloc(data_, size_); moved != nullptr) {
+        data_ = static_cast<std::byte*>(moved);
+        capacity_ = size_;
+    }
+}
+
+void RowSet::fit() {
+    values_.fit();
+    texts_.fit();
+    last_ = nullptr;
+}
+
 namespace {
 
 std::string_view without_trailing_blanks(std::string_view text) {
@@ -80,7 +94,7 @@ std::uint32_t stored_size(ColumnKind kind) {
 
 void RowSet::end_columns() {
     std::uint32_t offset = 0;
-    for (TableColumn& column : columns) {
+    for (TableColumn& column : own_columns()) {
         column.offset = offset;
         offset += stored_size(column.kind);
     }
@@ -100,8 +114,8 @@ int RowSet::read_row() {
     last_ = values_.extend(stride_);
     ++rows_;
     int fault = -1;
-    for (std::size_t i = 0; i < columns.size(); ++i) {
-        const TableColumn& column = columns[i];
+    for (std::size_t i = 0; i < columns().size(); ++i) {
+        const TableColumn& column = columns()[i];
         switch (column.kind) {
             case ColumnKind::character:
                 std::memcpy(last_ + column.offset, column.source, 1);

@@ -20,11 +20,13 @@ struct AttributeValue {
     std::string text;
     std::int64_t integer = 0;
     double number = 0;
+    bool operator==(const AttributeValue&) const = default;
 };
 
 struct Attribute {
     std::string key;
     AttributeValue value;
+    bool operator==(const Attribute&) const = default;
 };
 
 /// Null when there is no such key.
@@ -62,6 +64,7 @@ struct TableColumn {
     std::uint32_t offset = 0;    ///< of the value in a row of the store
     std::vector<Attribute> attributes;
     const void* source = nullptr;  ///< the variable that is read at each row, while the table is being made
+    bool operator==(const TableColumn&) const = default;
 };
 
 /// A block of bytes that grows without being copied as long as the system can move pages.
@@ -84,6 +87,8 @@ class ByteBlock {
         size_ += bytes;
         return place;
     }
+    /// Gives back what is not used.
+    void fit();
     const std::byte* data() const { return data_; }
     std::size_t size() const { return size_; }
 
@@ -111,7 +116,16 @@ struct MixedValue {
 /// Columns and rows of values.
 class RowSet {
   public:
-    std::vector<TableColumn> columns;
+    using Columns = std::vector<TableColumn>;
+
+    const Columns& columns() const { return *columns_; }
+    /// The columns while the table is being made.
+    Columns& own_columns() { return *columns_; }
+    /// Columns that other tables may share, once the table is complete.
+    const std::shared_ptr<Columns>& shared_columns() const { return columns_; }
+    void share_columns(std::shared_ptr<Columns> columns) { columns_ = std::move(columns); }
+    /// Gives back the room for further rows.
+    void fit();
 
     /// Lays out a row; no column is added from here on.
     void end_columns();
@@ -151,14 +165,15 @@ class RowSet {
     template <class T>
     T get(std::size_t row, std::size_t column) const {
         T value;
-        std::memcpy(&value, values_.data() + row * stride_ + columns[column].offset, sizeof value);
+        std::memcpy(&value, values_.data() + row * stride_ + columns()[column].offset, sizeof value);
         return value;
     }
     template <class T>
     void put(std::size_t column, const T& value) {
-        std::memcpy(last_ + columns[column].offset, &value, sizeof value);
+        std::memcpy(last_ + columns()[column].offset, &value, sizeof value);
     }
 
+    std::shared_ptr<Columns> columns_ = std::make_shared<Columns>();
     ByteBlock values_, texts_;
     std::byte* last_ = nullptr;
     std::size_t stride_ = 0, rows_ = 0;

@@ -68,8 +68,8 @@ AttributeValue attribute_of(const Tag& tag) {
 }
 
 void report_fault(TableModel& table, RowSet& set, std::size_t column, std::size_t row) {
-    set.columns[column].reported = true;
-    report(940, 1, arguments(table.name, set.columns[column].name, static_cast<std::int64_t>(row)),
+    set.own_columns()[column].reported = true;
+    report(940, 1, arguments(table.name, set.columns()[column].name, static_cast<std::int64_t>(row)),
            host_log().statement());
 }
 
@@ -100,10 +100,10 @@ int create(Tags tags) {
     if (table_kind != TableKind::matrix) table->sets.emplace_back();
     if (table_kind == TableKind::factoid) {
         RowSet& set = table->sets.front();
-        set.columns.resize(2);
-        set.columns[0].name = "Label";
-        set.columns[1].name = "Value";
-        set.columns[1].kind = ColumnKind::mixed;
+        set.own_columns().resize(2);
+        set.own_columns()[0].name = "Label";
+        set.own_columns()[1].name = "Value";
+        set.own_columns()[1].kind = ColumnKind::mixed;
         set.end_columns();
     }
     return set_result(tags, current().make_object(HostObject::Class::table, table));
@@ -163,7 +163,7 @@ int define_column(TableModel& table, Tags tags) {
     }
     column.width = static_cast<std::int16_t>(width);
     column.decimals = static_cast<std::int16_t>(std::max<std::int64_t>(decimals, -1));
-    table.sets.front().columns.push_back(std::move(column));
+    table.sets.front().own_columns().push_back(std::move(column));
     return 0;
 }
 
@@ -175,8 +175,8 @@ int set_table_attribute(TableModel& table, Tags tags) {
         set_attribute(table.attributes, key, attribute_of(*value));
         return 0;
     }
-    if (table.sets.empty() || table.rows().columns.empty()) return wrong_order;
-    set_attribute(table.sets.front().columns.back().attributes, key, attribute_of(*value));
+    if (table.sets.empty() || table.rows().columns().empty()) return wrong_order;
+    set_attribute(table.sets.front().own_columns().back().attributes, key, attribute_of(*value));
     return 0;
 }
 
@@ -222,7 +222,7 @@ int fill_matrix(TableModel& table, Tags tags) {
     std::span<const std::string_view> rownames = texts_of(tags, 409), columnnames = texts_of(tags, 399);
     const bool first = table.sets.empty();
     const std::size_t rows = first ? rownames.size() : table.rows().rows();
-    const std::size_t columns = first ? columnnames.size() : table.rows().columns.size() - 1;
+    const std::size_t columns = first ? columnnames.size() : table.rows().columns().size() - 1;
     if ((!rownames.empty() && rownames.size() != rows) || (!columnnames.empty() && columnnames.size() != columns)) {
         return wrong_arguments;
     }
@@ -234,11 +234,11 @@ int fill_matrix(TableModel& table, Tags tags) {
     if (values != nullptr && (stride == 0 ? rows != columns : stride < columns)) return wrong_arguments;
 
     RowSet set;
-    set.columns.resize(columns + 1);
-    set.columns[0].name = "Row";
+    set.own_columns().resize(columns + 1);
+    set.own_columns()[0].name = "Row";
     for (std::size_t j = 0; j < columns; ++j) {
-        TableColumn& column = set.columns[j + 1];
-        column.name = columnnames.empty() ? table.rows().columns[j + 1].name : std::string(trimmed(columnnames[j]));
+        TableColumn& column = set.own_columns()[j + 1];
+        column.name = columnnames.empty() ? table.rows().columns()[j + 1].name : std::string(trimmed(columnnames[j]));
         column.kind = ColumnKind::number;
         column.width = static_cast<std::int16_t>(std::clamp<std::int64_t>(integer_of(tags, 278, 0), 0, 1000));
         column.decimals = static_cast<std::int16_t>(std::clamp<std::int64_t>(integer_of(tags, 393, -1), -1, 99));
@@ -258,7 +258,7 @@ int fill_matrix(TableModel& table, Tags tags) {
                 value = values[low * (low + 1) / 2 + std::min(i, j)];
             }
             set.put_number(j + 1, value);
-            if (is_fault(value) && !set.columns[j + 1].reported) report_fault(table, set, j + 1, i + 1);
+            if (is_fault(value) && !set.columns()[j + 1].reported) report_fault(table, set, j + 1, i + 1);
         }
     }
     table.sets.push_back(std::move(set));
@@ -288,7 +288,7 @@ int finish_matrix(TableModel& table, Tags tags) {
     const std::int64_t width = integer_of(tags, 278, 0);
     if (table.path.empty() || width < 0 || width > INT16_MAX) return wrong_arguments;
     for (RowSet& set : table.sets) {
-        for (TableColumn& column : set.columns) {
+        for (TableColumn& column : set.own_columns()) {
             if (column.width == 0) column.width = static_cast<std::int16_t>(width);
         }
     }
@@ -298,7 +298,7 @@ int finish_matrix(TableModel& table, Tags tags) {
 int end_table(TableModel* table) {
     if (table->sets.empty() || (table->kind == TableKind::data && !table->rows().ready())) return wrong_order;
     for (RowSet& set : table->sets) {
-        for (TableColumn& column : set.columns) column.source = nullptr;
+        for (TableColumn& column : set.own_columns()) column.source = nullptr;
     }
     current().end_table(table);
     return 0;

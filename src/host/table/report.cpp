@@ -36,6 +36,8 @@ void Report::group_begins(ByValues (*values)(const DataSet*), const DataSet* dat
     flush_lines();
     by_source_ = values;
     by_data_ = data;
+    last_ = nullptr;
+    changed();
 }
 
 void Report::set_by(const ByValues& values) {
@@ -124,11 +126,29 @@ TableModel* Report::begin_table(TableKind kind, std::string_view name, std::stri
     return unfinished_.back().get();
 }
 
+// A run with many BY groups makes the same table over and over: its columns are kept once.
+void Report::share_columns(RowSet& set) {
+    constexpr std::size_t remembered = 24;
+    const auto found =
+        std::find_if(columns_.begin(), columns_.end(), [&](const auto& known) { return *known == set.columns(); });
+    if (found == columns_.end()) {
+        if (columns_.size() == remembered) columns_.pop_back();
+        columns_.insert(columns_.begin(), set.shared_columns());
+    } else {
+        set.share_columns(*found);
+        std::rotate(columns_.begin(), found, found + 1);
+    }
+}
+
 void Report::end_table(TableModel* table) {
     const auto found =
         std::find_if(unfinished_.begin(), unfinished_.end(), [&](const auto& t) { return t.get() == table; });
     if (found == unfinished_.end()) return;
     table->ended = true;
+    for (RowSet& set : table->sets) {
+        share_columns(set);
+        set.fit();
+    }
     items_.push_back({table->context, std::move(*found), {}});
     unfinished_.erase(found);
     last_ = table;

@@ -71,6 +71,7 @@ class Report {
 
   private:
     void changed() { context_.reset(); }
+    void share_columns(RowSet& set);
 
     std::string procedure_;
     int step_ = 0;
@@ -86,6 +87,7 @@ class Report {
     std::vector<std::unique_ptr<TableModel>> unfinished_;
     std::vector<std::unique_ptr<HostObject>> objects_;
     TableModel* last_ = nullptr;  // table that a note belongs to; null when something has begun since
+    std::vector<std::shared_ptr<RowSet::Columns>> columns_;  // of the tables ended last, the newest first
     std::vector<std::string> waiting_;
     std::shared_ptr<const ReportContext> waiting_context_;
 };

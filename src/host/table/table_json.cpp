@@ -48,7 +48,7 @@ std::string_view mixed_type(const RowSet& set, std::size_t column) {
 }
 
 std::string_view type_name(const RowSet& set, std::size_t column) {
-    switch (set.columns[column].kind) {
+    switch (set.columns()[column].kind) {
         case ColumnKind::integer:
         case ColumnKind::degrees:
             return "integer";
@@ -62,7 +62,7 @@ std::string_view type_name(const RowSet& set, std::size_t column) {
 }
 
 void write_cell(JsonWriter& json, const RowSet& set, std::size_t row, std::size_t column) {
-    switch (set.columns[column].kind) {
+    switch (set.columns()[column].kind) {
         case ColumnKind::integer:
         case ColumnKind::degrees:
             json.value(std::int64_t{set.integer(row, column)});
@@ -90,8 +90,8 @@ void write_cell(JsonWriter& json, const RowSet& set, std::size_t row, std::size_
 void write_set(JsonWriter& json, const RowSet& set, std::string_view prefix, std::string_view corner) {
     json.name("columns");
     json.begin_array();
-    for (std::size_t j = 0; j < set.columns.size(); ++j) {
-        const TableColumn& column = set.columns[j];
+    for (std::size_t j = 0; j < set.columns().size(); ++j) {
+        const TableColumn& column = set.columns()[j];
         json.begin_object();
         const std::string name = j > 0 ? std::string(prefix) + column.name : column.name;
         json.member("name", name);
@@ -108,7 +108,7 @@ void write_set(JsonWriter& json, const RowSet& set, std::string_view prefix, std
     for (std::size_t row = 0; row < set.rows(); ++row) {
         json.line();
         json.begin_array();
-        for (std::size_t j = 0; j < set.columns.size(); ++j) write_cell(json, set, row, j);
+        for (std::size_t j = 0; j < set.columns().size(); ++j) write_cell(json, set, row, j);
         json.end_array();
     }
     json.end_array();
