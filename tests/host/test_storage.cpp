@@ -8,6 +8,7 @@
 
 #include "frame/host_storage.h"
 #include "host/message/log.h"
+#include "host/session/options.h"
 #include "host/session/session.h"
 #include "host/storage/leave.h"
 #include "host/storage/pool.h"
@@ -145,6 +146,19 @@ TEST_CASE("pool: a request that cannot be met is a null, or ends the run with 10
     CHECK(left_with([] { array<double>(xmainpool(), std::int64_t{1} << 50); }) == 1016);
     CHECK(left_with([] { array<double>(xmainpool(), std::int64_t{1} << 42); }) == 1016);
     CHECK(host_log().error_count() == 1);
+}
+
+TEST_CASE("pool: the host option MEMORY is a limit for the step, and what is given back can be asked for again") {
+    session().reset_for_test();
+    host_options().set("MEMORY", "10M");
+    begin_step_pools();
+    Pool* pool = xmpoolc(nullptr, "pass");
+    void* six = vmalcp_handler(pool, 6 << 20, 0);
+    CHECK(six != nullptr);
+    CHECK(vmalcp_handler(pool, 6 << 20, 0) == nullptr);
+    xmpoold(pool);
+    CHECK(vmalcp_handler(nullptr, 6 << 20, 0) != nullptr);
+    session().reset_for_test();
 }
 
 TEST_CASE("pool: the nth allocation fails, and only that one") {

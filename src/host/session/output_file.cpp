@@ -49,6 +49,9 @@ void forget(int slot) {
     temporary_names[slot].taken.store(false);
 }
 
+/// Standard output was closed when the program began.
+bool output_closed = false;
+
 std::string folder_of(const std::string& path) {
     const std::size_t slash = path.rfind('/');
     if (slash == std::string::npos) return ".";
@@ -109,7 +112,7 @@ bool OutputFile::open(const std::string& path) {
     error_.clear();
     if (path == "-") {
         descriptor_ = STDOUT_FILENO;
-        return fcntl(descriptor_, F_GETFL) >= 0 || (descriptor_ = -1, fail(errno));
+        return true;
     }
     target_ = follow_links(path);
     struct stat status = {};
@@ -140,6 +143,7 @@ bool OutputFile::open(const std::string& path) {
 
 bool OutputFile::flush() {
     if (failed_ || buffer_.empty()) return !failed_;
+    if (descriptor_ == STDOUT_FILENO && output_closed) return fail(EBADF);
     if (write_fails_now()) return fail(ENOSPC);
     if (!write_all(descriptor_, buffer_)) return fail(errno);
     buffer_.clear();
@@ -179,6 +183,15 @@ void OutputFile::discard() {
     temporary_.clear();
     buffer_.clear();
     forget(std::exchange(slot_, -1));
+}
+
+void fill_closed_descriptors() {
+    for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
+        if (fcntl(descriptor, F_GETFD) >= 0) continue;
+        if (descriptor == STDOUT_FILENO) output_closed = true;
+        // The lowest free number, so it takes the place of the closed one.
+        if (::open("/dev/null", O_RDWR) != descriptor) return;
+    }
 }
 
 void remove_temporary_files() noexcept {

@@ -46,6 +46,10 @@ class OutputFile {
     std::string path_, target_, temporary_, error_, buffer_;
 };
 
+/// Puts the null device in the place of standard streams that are closed, so that no file gets their numbers. What is
+/// written to a closed standard output then fails as if its reader had gone.
+void fill_closed_descriptors();
+
 /// Removes every temporary file that is open now; safe in a signal handler.
 void remove_temporary_files() noexcept;
 

@@ -86,6 +86,12 @@ bool Outputs::open(const CommandLine& command, std::string* reason) {
     for (const std::string& folder : {command.csv_folder, command.keep_folder}) {
         if (!folder.empty() && !folder_can_be_used(folder, reason)) return false;
     }
+    for (const auto& [path, option] : {std::pair(command.html, "--html"), std::pair(command.markdown, "--md"),
+                                       std::pair(command.csv_folder, "--csv")}) {
+        if (path.empty()) continue;
+        *reason = std::string(option) + " is not available in this version";
+        return false;
+    }
     auto open_file = [&](OutputFile* file, const std::string& path) {
         if (file->open(path)) return true;
         *reason = (path == "-" ? "standard output" : path) + " cannot be written: " + file->error();

@@ -105,6 +105,7 @@ Session& session() {
 
 int Session::run(const CommandLine& command) {
     command_ = command;
+    fill_closed_descriptors();
     install_signal_handlers();
     reserve = std::make_unique<char[]>(reserve_bytes);
     if (!set_options(command)) return status_usage;

@@ -3,6 +3,7 @@
 // beyond a small reserve.
 #include "host/storage/pool.h"
 
+#include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -94,18 +95,35 @@ bool request_fails() {
     return store.failing != 0 && store.requests == store.failing;
 }
 
-/// Bytes that the machine can give at all, so that a request beyond them fails here and not by a killed process.
-std::int64_t memory_limit() {
-    if (store.limit == 0) {
-        const double wanted = host_options().number("MEMORY");
-        const std::int64_t machine = std::int64_t{sysconf(_SC_PHYS_PAGES)} * sysconf(_SC_PAGESIZE);
-        store.limit = wanted > 0 ? static_cast<std::int64_t>(wanted) : machine / 16 * 15;
+/// The limit of the control group that the process runs in, or the machine's memory when that is less.
+std::int64_t machine_memory() {
+    std::int64_t bytes = std::int64_t{sysconf(_SC_PHYS_PAGES)} * sysconf(_SC_PAGESIZE);
+    for (const char* path : {"/sys/fs/cgroup/memory.max", "/sys/fs/cgroup/memory/memory.limit_in_bytes"}) {
+        const int file = open(path, O_RDONLY | O_CLOEXEC);
+        if (file < 0) continue;
+        char text[32] = {};
+        const ssize_t length = read(file, text, sizeof text - 1);
+        close(file);
+        const std::int64_t limit = length > 0 ? std::strtoll(text, nullptr, 10) : 0;
+        if (limit > 0) bytes = std::min(bytes, limit);
     }
-    return store.limit;
+    return bytes;
+}
+
+/// True when the pools may hold so much more: a request beyond the machine's memory fails here and not by a killed
+/// process. Small steps do not ask what the machine has.
+bool may_hold(std::size_t bytes) {
+    constexpr std::int64_t always_given = std::int64_t{64} << 20;
+    const std::int64_t total = store.held + static_cast<std::int64_t>(bytes);
+    if (store.limit == 0) {
+        if (total <= always_given) return true;
+        store.limit = machine_memory() / 16 * 15;
+    }
+    return total <= store.limit;
 }
 
 void* system_memory(std::size_t bytes) {
-    if (store.held + static_cast<std::int64_t>(bytes) > memory_limit()) return nullptr;
+    if (!may_hold(bytes)) return nullptr;
     void* memory = std::malloc(bytes);
     if (memory != nullptr) store.held += static_cast<std::int64_t>(bytes);
     return memory;
@@ -154,7 +172,7 @@ Large* new_large(std::size_t bytes) {
         // Aligned so that the block begins with a huge page; its header has a page of its own before it.
         const std::size_t usable = round_up(bytes, 4096);
         const std::size_t span = usable + 4096 + huge_page;
-        if (store.held + static_cast<std::int64_t>(usable) > memory_limit()) return nullptr;
+        if (!may_hold(usable)) return nullptr;
         void* base = mmap(nullptr, span, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
         if (base == MAP_FAILED) return nullptr;
         const auto block = round_up(reinterpret_cast<std::uintptr_t>(base) + 4096, huge_page);
@@ -204,11 +222,24 @@ Large* from_reserve(std::size_t bytes) {
     return nullptr;
 }
 
+void release_reserve() {
+    while (store.reserve != nullptr) {
+        Large* large = store.reserve;
+        store.reserve = large->next;
+        release_large(large);
+    }
+    store.reserve_bytes = 0;
+}
+
 void* take_large(Pool* pool, std::size_t bytes, bool clear) {
     Large* large = bytes >= huge_page ? from_reserve(bytes) : nullptr;
     bool zero = false;
     if (large == nullptr) {
         large = new_large(bytes);
+        if (large == nullptr && store.reserve != nullptr) {
+            release_reserve();
+            large = new_large(bytes);
+        }
         if (large == nullptr) return nullptr;
         zero = large->mapped;
     }
@@ -347,7 +378,7 @@ void xmemmsg(int deficit) {
 
 void begin_step_pools() {
     if (store.main != nullptr) end_step_pools();
-    store.limit = 0;
+    store.limit = static_cast<std::int64_t>(host_options().number("MEMORY"));
     store.deficit = 0;
     store.main = new_pool(nullptr, "procedure");
     if (store.main == nullptr) throw std::bad_alloc();
@@ -364,12 +395,7 @@ void end_step_pools() {
             std::free(chunk);
         }
     }
-    while (store.reserve != nullptr) {
-        Large* large = store.reserve;
-        store.reserve = large->next;
-        release_large(large);
-    }
-    store.reserve_bytes = 0;
+    release_reserve();
     while (store.spare_pools != nullptr) {
         Pool* pool = store.spare_pools;
         store.spare_pools = pool->next;

@@ -333,6 +333,7 @@ int xcpoint(UtilityFile* file) {
 }
 
 std::byte* xcgrant(UtilityFile* file, std::int64_t record, std::int64_t* count) {
+    wtpoll();
     if (record <= 0 || !before_writing(file)) return nullptr;
     std::size_t i = piece_at(file, file->at);
     if (i < file->pieces.size() && file->pieces[i].start + file->pieces[i].size - file->at < record) {
@@ -364,6 +365,7 @@ int xccommit(UtilityFile* file, std::int64_t record, std::int64_t count) {
 }
 
 const std::byte* xcview(UtilityFile* file, std::int64_t record, std::int64_t* count) {
+    wtpoll();
     *count = 0;
     if (record <= 0 || file->at >= file->end) return nullptr;
     file->rewriting = false;
