@@ -34,6 +34,15 @@ bool parse_option_text(TokenCursor& cursor, std::string* text) {
     return true;
 }
 
+/// The host option with the "=" that was lost before its number; empty when it is none.
+std::string lost_equals(std::string_view word) {
+    for (const HostOption& option : host_option_table()) {
+        std::string mended = with_lost_equals(word, option.name);
+        if (!mended.empty()) return mended;
+    }
+    return {};
+}
+
 /// OPTIONS NAME=VALUE ...
 bool options_statement(TokenCursor& cursor, Step*) {
     const Options before = host_options();
@@ -43,6 +52,9 @@ bool options_statement(TokenCursor& cursor, Step*) {
         std::string value;
         if (name.kind != TokenKind::name) {
             cursor.fail_expected("a host option or \";\"", cursor.is(",") ? " " : "");
+        } else if (std::string mended = lost_equals(name.text); !mended.empty()) {
+            cursor.fail(name, statement_messages, message_needs_value, {mended.substr(0, mended.find('='))}, {},
+                        mended);
         } else if (Options::find(upper_case(name.text)) == nullptr) {
             cursor.fail(name, statement_messages, message_unknown_host_option, {name.text}, "a host option",
                         in_case_of(Options::nearest(name.text), name.text));
@@ -120,7 +132,15 @@ bool format_statement(TokenCursor& cursor, Step* step) {
         const Token token = cursor.peek();
         if (!cursor.at_end()) {
             if (!looks_like_format(token)) return cursor.fail_expected("a variable or a format");
-            if (!parse_format_name(cursor, &format)) return false;
+            if (!parse_format_name(cursor, &format)) {
+                const std::string name = token.text.substr(0, token.text.find('.'));
+                if (token.kind == TokenKind::format && step->unmade != nullptr && step->unmade->mentions(name)) {
+                    cursor.clear_failure();
+                    report_at(cursor, token, message_consequence, {token.text});
+                    step->silenced = true;
+                }
+                return false;
+            }
         }
         for (const int v : variables) {
             if (step->data != nullptr && format.given() && !format_fits(step->data, v, format)) {

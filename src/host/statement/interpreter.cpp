@@ -1,10 +1,13 @@
 // The grammar interpreter: bodies, options and their values, by the tables of the grammar.
 #include "host/statement/interpreter.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cmath>
 
 #include "host/data/library.h"
+#include "host/session/session.h"
 #include "host/statement/diagnostics.h"
 #include "host/statement/effects.h"
 #include "host/statement/lists.h"
@@ -313,6 +316,19 @@ std::string free_data_name() {
     }
 }
 
+/// True when the data set is one that an earlier mistake has kept from being made.
+bool is_unmade(const StatementContext& c, const DataReference& reference) {
+    if (reference.is_path || c.step.unmade == nullptr || !c.step.unmade->mentions(reference.name)) return false;
+    if (find_made(reference.name) != nullptr || session().data_path(reference.name)) return false;
+    return ::access(session().input_path(joined({reference.name, ".csv"})).c_str(), F_OK) != 0;
+}
+
+/// Notes that the statement cannot be carried out for a reason that has been told.
+void silence(StatementContext& c, const Token& token, std::string_view what) {
+    report_at(c.cursor, token, message_consequence, {what});
+    c.step.silenced = true;
+}
+
 /// What can still stand where a body has ended.
 std::string expected_behind_body(const StatementRule& rule) {
     switch (rule.body) {
@@ -413,6 +429,13 @@ bool parse_options(StatementContext& c, std::span<const Option> options, std::st
     const std::string expected = joined({"an option of ", owner, " or \";\""});
     while (!cursor.at_end()) {
         const Token keyword = cursor.peek();
+        for (const Option& o : options) {
+            const bool number = o.takes == Takes::number || o.takes == Takes::integer;
+            std::string mended = number ? with_lost_equals(keyword.text, o.names) : std::string();
+            const bool known = find_option(options, upper_case(keyword.text)) != nullptr;
+            if (mended.empty() || known || keyword.kind == TokenKind::string) continue;
+            return cursor.fail(keyword, statement_messages, message_needs_value, {first_name(o.names)}, {}, mended);
+        }
         if (keyword.kind != TokenKind::name) {
             return cursor.fail_expected(expected, cursor.is(",") || cursor.is("/") ? " " : "");
         }
@@ -457,9 +480,14 @@ bool parse_statement(StatementContext& c) {
 
 bool open_data_sets(StatementContext& c) {
     for (PendingOpen& open : c.opens) {
+        if (open.output && !open.absent && !open.reference.is_path) c.step.outputs.push_back(open.reference.name);
         if (c.step.checking && open.output) continue;
         DataSet* data = nullptr;
-        if (open.absent && !open.output) {
+        if (!open.output && !open.absent && is_unmade(c, open.reference)) {
+            silence(c, open.reference.token, open.reference.name);
+        } else if (open.absent && !open.output && last_made() == nullptr && !c.step.unmade->data_sets.empty()) {
+            silence(c, c.keyword, "the data set to read");
+        } else if (open.absent && !open.output) {
             data = open_last(c.cursor.place(c.keyword));
         } else {
             if (open.absent) {

@@ -118,6 +118,15 @@ bool fail_unknown_variable(StatementContext& c, const Token& token, Wanted wante
                                  joined({"/ ", token.text}));
         }
     }
+    // A clause whose "=" was lost runs together with the variable behind it.
+    for (const Option& clause : c.rule->clauses) {
+        const std::string_view name = first_name(clause.names);
+        const std::string_view rest = std::string_view(token.text).substr(std::min(name.size(), token.text.size()));
+        if (same_word(std::string_view(token.text).substr(0, name.size()), name) && look_up_variable(c, rest) >= 0) {
+            return c.cursor.fail(token, statement_messages, message_needs_value, {name}, {},
+                                 joined({token.text.substr(0, name.size()), "=", rest}));
+        }
+    }
     Nearest nearest(token.text);
     for (int v = 0; v < xvcount(c.step.data); ++v) {
         const bool fits = wanted == Wanted::any || !is_character_variable(c, v);

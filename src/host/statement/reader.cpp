@@ -78,7 +78,11 @@ namespace {
 std::ptrdiff_t missing_semicolon(const TokenCursor& cursor, const Step* step) {
     std::size_t failed = 0;
     while (failed + 1 < cursor.size() && cursor.token(failed).offset < cursor.failure().token.offset) ++failed;
+    int depth = 0;  // of open parentheses
     for (std::size_t i = 1; i <= failed && i < cursor.size(); ++i) {
+        if (cursor.token(i).is("(")) ++depth;
+        if (cursor.token(i).is(")")) --depth;
+        if (depth > 0 && !cursor.token(i).first_on_line) continue;
         const bool near = i == failed || i + 1 == failed;
         if (!near && !cursor.token(i).first_on_line) continue;
         if (!begins_statement(cursor, i, step)) continue;
@@ -106,6 +110,8 @@ Token last_character(const Token& token) {
 /// Logs the failure of the statement at hand. When a semicolon is missing that is what is said, and the next statement
 /// begins where it is missing.
 void StatementReader::report_and_resume() {
+    if (!cursor_.failed()) return;  // it cannot be carried out for a reason that has been told
+    remember_failed_text();
     const std::ptrdiff_t place = missing_semicolon(cursor_, in_step_ ? &step_ : nullptr);
     if (place > 0) {
         const Token before = cursor_.token(static_cast<std::size_t>(place) - 1);
@@ -120,6 +126,21 @@ void StatementReader::report_and_resume() {
         return;
     }
     report_failure(cursor_);
+}
+
+/// Keeps the words of a statement with a mistake: what it would have made may be missing later.
+void StatementReader::remember_failed_text() {
+    constexpr std::size_t most = 1000000;
+    const Token& first = cursor_.token(0);
+    const Token& last = cursor_.token(cursor_.size() - 1);
+    if (unmade_.text.size() > most || last.offset < first.offset) return;
+    const std::string_view text = scanner_.text();
+    unmade_.text += upper_case(text.substr(first.offset, last.offset + last.bytes - first.offset)) + "\n";
+}
+
+bool Unmade::mentions(std::string_view name) const {
+    const std::string word = upper_case(name);
+    return data_sets.count(word) > 0 || text.find(word) != std::string::npos;
 }
 
 // ---- programs and steps ---------------------------------------------------------------------------------------------
@@ -182,6 +203,14 @@ void StatementReader::outside_step() {
     host_log().set_statement({});
 }
 
+/// True when the statement at hand begins with PROC, or with a word that can only be a misspelt one.
+bool StatementReader::at_proc() const {
+    const Token &first = cursor_.peek(0), &second = cursor_.peek(1);
+    if (first.is("PROC")) return true;
+    const bool procedure = second.is("VEK") || second.is("ANOVA");
+    return procedure && first.kind == TokenKind::name && spelling_distance(first.text, "PROC") == 1;
+}
+
 /// True when the statement at hand begins a step or was meant to. The procedure stays empty, and the mistake has been
 /// reported, when nothing tells which one was meant.
 bool StatementReader::looks_like_proc(StepBeginning* beginning) {
@@ -191,7 +220,7 @@ bool StatementReader::looks_like_proc(StepBeginning* beginning) {
         if (second.is(name)) beginning->procedure = name;
     }
     beginning->good = first.is("PROC") && !beginning->procedure.empty();
-    if (!first.is("PROC")) return !beginning->procedure.empty() && spelling_distance(first.text, "PROC") == 1;
+    if (!first.is("PROC")) return at_proc();
     if (beginning->good) return true;
     if (second.kind == TokenKind::name) {
         Nearest nearest(second.text);
@@ -221,12 +250,16 @@ void StatementReader::report_beginning() {
 
 void StatementReader::run_step(const StepBeginning& beginning) {
     step_ = Step{};
+    step_.unmade = &unmade_;
     in_step_ = true;
     proc_in_doubt_ = !beginning.good;
     skip_rest_ = false;
     const StepEnd end = session().run_step(beginning.procedure, cursor_.place(cursor_.peek()));
     set_where_gate(nullptr);
     step_.data = nullptr;
+    if (end != StepEnd::completed || step_.silenced) {
+        for (const std::string& name : step_.outputs) unmade_.data_sets.insert(upper_case(name));
+    }
     const bool unfinished = std::exchange(in_step_, false);
     const bool stopped = (end == StepEnd::stopped && unfinished) || skip_rest_;
     if (stopped && !session().prompting() && !session().abandoned()) skip_step();
@@ -237,7 +270,7 @@ void StatementReader::run_step(const StepBeginning& beginning) {
 void StatementReader::skip_step() {
     while (load()) {
         const Token first = cursor_.peek();
-        if (first.is("PROC")) {
+        if (at_proc()) {
             cursor_.keep();
             return;
         }
@@ -262,7 +295,7 @@ void StatementReader::step_loop(const Grammar* grammar, Proc* proc, int traces, 
     }
     while (load()) {
         const Token& first = cursor_.peek();
-        if (first.is("PROC")) {
+        if (at_proc()) {
             cursor_.keep();
             return quit();
         }
@@ -283,8 +316,13 @@ void StatementReader::quit() {
         const auto place = step_.places.find(head);
         report(statement_messages, message_no_model, {}, place != step_.places.end() ? place->second : Place{});
     }
-    if (mistake && !session().prompting()) report(statement_messages, message_rest_not_run, {}, {});
+    if (mistake && !step_.silenced && !session().prompting()) report(statement_messages, message_rest_not_run, {}, {});
     host_log().set_statement({});
+    Proc& proc = *step_.proc;
+    if (step_.silenced && proc.rc == 0 && proc.head != nullptr) {
+        proc.head->next = nullptr;
+        proc.head->slot(proc_by).count = 0;
+    }
     if (step_.callbacks->quit != nullptr) session().run_group(step_.callbacks->quit);
 }
 
@@ -305,6 +343,10 @@ bool StatementReader::begins() {
 /// The statement at hand has a mistake, which has been reported. The procedure takes it back when it can.
 void StatementReader::statement_failed(int rc) {
     Proc& proc = *step_.proc;
+    if (step_.silenced) {
+        step_.checking = true;
+        return;
+    }
     proc.rc = rc;
     if (step_.callbacks->statement_parsed != nullptr) step_.callbacks->statement_parsed();
     if (proc.rc != 0) step_.checking = true;

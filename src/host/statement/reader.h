@@ -40,6 +40,7 @@ class StatementReader {
   private:
     bool load();
     void outside_step();
+    bool at_proc() const;
     bool looks_like_proc(StepBeginning* beginning);
     void report_beginning();
     void run_step(const StepBeginning& beginning);
@@ -59,10 +60,12 @@ class StatementReader {
     void statement_failed(int rc);
     void statement_done();
     void trace(const StatementContext& c);
+    void remember_failed_text();
 
     Scanner scanner_;
     TokenCursor cursor_;
     Step step_;
+    Unmade unmade_;
     std::string current_text_;
     bool in_step_ = false;        ///< between PROC and the end of the step
     bool proc_in_doubt_ = false;  ///< the words that began the step were misspelt

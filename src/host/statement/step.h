@@ -2,6 +2,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,6 +14,15 @@
 
 namespace vek {
 
+/// What is missing because of mistakes that have been told: the data sets and formats that their statements and steps
+/// would have made. Statements that need these are not complained of; they just cannot be carried out.
+struct Unmade {
+    std::set<std::string> data_sets;  ///< names in capitals
+    std::string text;                 ///< of the statements with mistakes, in capitals
+
+    bool mentions(std::string_view name) const;
+};
+
 /// A step. Names that could not be resolved because of an earlier mistake are in doubt: they are not complained of
 /// again.
 struct Step {
@@ -21,7 +31,10 @@ struct Step {
     const Callbacks* callbacks = nullptr;
     bool trace_syntax = false, trace_semantic = false;
 
-    DataSet* data = nullptr;      ///< input data set; null while it is not open, and when it could not be opened
+    DataSet* data = nullptr;           ///< input data set; null while it is not open, and when it could not be opened
+    Unmade* unmade = nullptr;          ///< of the program
+    bool silenced = false;             ///< it cannot be carried out because of a mistake outside of it
+    std::vector<std::string> outputs;  ///< names of the data sets that it makes
     bool checking = false;        ///< a mistake stands: what follows is read for its own mistakes, and nothing runs
     bool class_in_doubt = false;  ///< variables may be missing from CLASS because of a mistake
     bool model_in_doubt = false;  ///< the model is not what was meant

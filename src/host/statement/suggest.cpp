@@ -56,6 +56,17 @@ void Nearest::offer_all(std::string_view names) {
     while (!names.empty()) offer(take_name(&names));
 }
 
+std::string with_lost_equals(std::string_view word, std::string_view names) {
+    while (!names.empty()) {
+        const std::string_view name = take_name(&names);
+        if (word.size() <= name.size() || !same_word(word.substr(0, name.size()), name)) continue;
+        const char next = word[name.size()];
+        if ((next < '0' || next > '9') && next != '.') continue;
+        return std::string(word.substr(0, name.size())).append("=").append(word.substr(name.size()));
+    }
+    return {};
+}
+
 std::string in_case_of(std::string_view keyword, std::string_view typed) {
     std::string result(keyword);
     const bool capital = std::any_of(typed.begin(), typed.end(), [](char c) { return c >= 'A' && c <= 'Z'; });

@@ -28,6 +28,10 @@ class Nearest {
     int score_ = 0;
 };
 
+/// When the word is one of the keywords with a number run together behind it, the two with the lost "=" between them;
+/// else empty.
+std::string with_lost_equals(std::string_view word, std::string_view names);
+
 /// `keyword` in small letters when `typed` has no capital.
 std::string in_case_of(std::string_view keyword, std::string_view typed);
 
