@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <string>
+#include <utility>
 
 #include "core/vekpred.h"
 #include "frame/host_message.h"
@@ -34,6 +35,7 @@ struct OutputState {
     PutList* put = nullptr;
     DataSet* out = nullptr;
     UtilityFile* collected = nullptr;  ///< rows of values from earlier passes
+    UtilityFile* spare = nullptr;      ///< takes those of the pass in hand; the two change places
     bool refused = false;
 };
 
@@ -115,8 +117,9 @@ void OutputPass::run() {
         prepare_fit();
         fit = new (vmalcp_handler(job, sizeof(Prediction), memory_abort)) Prediction(F, job);
     }
-    UtilityFile* next = nullptr;
-    if (!last && xcopen(&next, "OUTPUT") < 0) {
+    if (!last && o.spare != nullptr) {
+        xcpoint(o.spare);
+    } else if (!last && xcopen(&o.spare, "OUTPUT") < 0) {
         xpmlog(172, 2);
         xexit(1020, 912);
     }
@@ -131,12 +134,12 @@ void OutputPass::run() {
         fill_row(fit);
         if (last) {
             xyvput(o.put, replay.row());
-        } else if (xcput(next, o.values, o.nvalues) != 0) {
+        } else if (xcput(o.spare, o.values, o.nvalues) != 0) {
             xpmlog(172, 16);
             xexit(120, 913);
         }
     }
-    o.collected = next;
+    if (!last) std::swap(o.collected, o.spare);
     xmpoold(job);
 }
 

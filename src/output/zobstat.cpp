@@ -78,7 +78,7 @@ void zobstat(ObservationContext& c) {
     if (deleted < least_deleted_variance || wzmis(c.f)) return;
     if (c.wants(family_deleted)) {
         result[stat_rstudent] = std::sqrt(c.w / (deleted * e)) * residual;
-        result[stat_dffits] = std::sqrt(h / e) * result[stat_rstudent];
+        result[stat_dffits] = std::sqrt(std::max(h, 0.0) / e) * result[stat_rstudent];
     }
     if (c.wants(stat_bit(stat_covratio))) result[stat_covratio] = std::pow(deleted / c.s2, c.p) / e;
 }
