@@ -41,6 +41,7 @@ class TerminalLines : public LineSource {
 
     bool next_line(std::string* line, bool continued) override {
         current_prompt = continued ? "  +> " : "vek> ";
+        session().show();  // what the statement before has to say stands above the next one
         while (true) {
             errno = 0;
             int count = 0;
