@@ -64,7 +64,8 @@ void ReDefine(HypothesisRows& H, const EffectMod& e, int c) {
     if (r < 0) r = find_pivot(H, e.firstcol + e.ncols, H.ncol, c);
     if (r < 0) return;
     Eliminate(H, r, c);
-    std::fill(H.rows[c] + H.low[c], H.rows[c] + H.high[c], 0.0);
+    // A row that was never stored has an empty range, low above high.
+    if (H.low[c] < H.high[c]) std::fill(H.rows[c] + H.low[c], H.rows[c] + H.high[c], 0.0);
     std::copy(H.rows[r] + H.low[r], H.rows[r] + H.high[r], H.rows[c] + H.low[r]);
     H.low[c] = H.low[r];
     H.high[c] = H.high[r];
