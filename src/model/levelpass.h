@@ -7,6 +7,7 @@
 #include "frame/host_data.h"
 #include "frame/host_table.h"
 #include "model/combinationtable.h"
+#include "model/rowsums.h"
 #include "model/valuetable.h"
 #include "model/zgm.h"
 
@@ -63,6 +64,11 @@ struct LevelPass {
     double* frequency;      // [chunk] whole frequencies; only with a FREQ variable
     std::uint64_t* active;  // [chunk][words] present dependent variables; only when not clean
 
+    // Sums of the fit that are made while reading, instead of records. The records are made when somebody wants them.
+    RowSums* sums;
+    bool summing;    // so it is in the current BY group
+    bool rereading;  // the records are made afterwards: what is told of rows has been told
+
     // the BY group
     std::uint8_t* together;  // triangle of dependent variables: 1 while no row tells the pair apart
     std::int64_t total;      // sum of frequencies
@@ -73,6 +79,12 @@ struct LevelPass {
 LevelPass* make_level_pass(ModelBlock& zgm);
 /// Forgets the levels and counts of the last BY group.
 void begin_level_group(ModelBlock& zgm, LevelPass& pass);
+
+/// True when the level pass has made the sums of the fit for the current pass, with or without a shift of the
+/// dependents.
+bool sums_made(const ModelBlock& zgm, bool shift);
+/// Makes the records of the group when the level pass has made sums instead.
+void need_records(ModelBlock& zgm);
 
 /// Decides the record types of the chunk, counts its observations, and tells the host of lost rows.
 void classify_rows(ModelBlock& zgm, LevelPass& pass);

@@ -81,6 +81,7 @@ int first_missing(const LevelPass& pass, const int* variables, const int* places
 }
 
 void tell_lost(const ModelBlock& zgm, const LevelPass& pass, int row) {
+    if (pass.rereading) return;
     const std::uint8_t trouble = pass.trouble[row];
     int variable = -1;
     if ((trouble & missing_key) != 0) {

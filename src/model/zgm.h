@@ -94,6 +94,8 @@ struct ModelBlock {
     bool ytrack = true;      ///< level records carry bitmaps of the dependent variables
     bool multipass = false;  ///< values are fetched from the data set again at each use
     bool noprint = false;
+    bool fitonly = false;       ///< nothing but the fit is known to read the observations: its sums may be made at once
+    bool originshift = false;   ///< the fit takes the first row's dependent values off all rows
     bool noint1 = false;        ///< NOINT on the MODEL statement
     int noint = 0;              ///< 1 when X has no intercept column
     const char* order = "FOR";  ///< ORDER=, its first three letters

@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "frame/host_message.h"
+#include "model/levelpass.h"
 #include "numeric/missing.h"
 #include "numeric/packed.h"
 
@@ -96,6 +97,7 @@ std::int64_t fill_batch(ModelBlock& zgm, RecordReader& reader) {
 
 void rewind_records(ModelBlock& zgm) {
     RecordReader& reader = reader_of(zgm);
+    need_records(zgm);
     if (xcpntd(zgm.ufile, 0) != 0) leave_unreadable(go_failed, 402);
     if (zgm.multipass) xbyrwnd(zgm.data);
     reader.run = {};

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <numeric>
 
 #include "frame/host_message.h"
 #include "model/levelpass.h"
@@ -125,11 +126,18 @@ void write_records(const ModelBlock& zgm, const LevelPass& pass, std::byte* piec
 bool take_block(ModelBlock& zgm, LevelPass& pass, int block_rows) {
     for (pass.start = 0; pass.start < block_rows; pass.start += pass.rows) {
         std::int64_t granted = std::min(pass.chunk, block_rows - pass.start);
-        std::byte* piece = xcgrant(zgm.ufile, zgm.lrecl, &granted);
-        if (piece == nullptr) leave_unwritable();
+        std::byte* piece = nullptr;
+        if (!pass.summing) {
+            piece = xcgrant(zgm.ufile, zgm.lrecl, &granted);
+            if (piece == nullptr) leave_unwritable();
+        }
         pass.rows = static_cast<int>(granted);
         classify_rows(zgm, pass);
         if (!find_levels(zgm, pass)) return false;
+        if (pass.summing) {
+            add_chunk(zgm, pass, *pass.sums);
+            continue;
+        }
         if (zgm.nabsorb > 0) watch_absorb(zgm, pass);
         write_records(zgm, pass, piece);
         if (xccommit(zgm.ufile, zgm.lrecl, granted) != 0) leave_unwritable();
@@ -185,16 +193,57 @@ void begin_level_group(ModelBlock& zgm, LevelPass& pass) {
     *zgm.freqval = *zgm.wgtval = 1;
 }
 
-int zlvknt(ModelBlock& zgm, HostObject* out) {
-    open_records(zgm);
-    if (zgm.levpass == nullptr) zgm.levpass = make_level_pass(zgm);
-    LevelPass& pass = *zgm.levpass;
+namespace {
+
+/// Sums can be made while reading when one pass is sure and nothing depends on where columns stand in X.
+bool can_sum(ModelBlock& zgm, LevelPass& pass) {
+    if (!zgm.fitonly || zgm.nabsorb > 0 || zgm.multipass || (zgm.ny > 1 && !zgm.multivar)) return false;
+    if (pass.sums == nullptr) {
+        int* all = array<int>(pass.pool, zgm.ny);
+        std::iota(all, all + zgm.ny, 0);
+        pass.sums = object<RowSums>(pass.pool);
+        make_row_sums(*pass.sums, zgm, pass.pool, true, zgm.ny, all, zgm.originshift);
+    }
+    return !needs_layout(*pass.sums);
+}
+
+/// Reads the group from its start; false when a level set has too many levels.
+bool read_group(ModelBlock& zgm, LevelPass& pass) {
     begin_level_group(zgm, pass);
+    if (!pass.summing) open_records(zgm);
     for (int rows = 0; (rows = xybget(pass.list, pass.columns)) > 0;) {
-        if (!take_block(zgm, pass, rows)) return zlvknt_too_many_levels;
+        if (!take_block(zgm, pass, rows)) return false;
         wtpoll();
     }
-    write_end_mark(zgm);
+    if (!pass.summing) write_end_mark(zgm);
+    return true;
+}
+
+}  // namespace
+
+bool sums_made(const ModelBlock& zgm, bool shift) {
+    const LevelPass* pass = zgm.levpass;
+    return pass != nullptr && pass->summing && zgm.nyp == zgm.ny && pass->sums->shift == shift;
+}
+
+void need_records(ModelBlock& zgm) {
+    LevelPass* pass = zgm.levpass;
+    if (pass == nullptr || !pass->summing) return;
+    pass->summing = false;
+    pass->rereading = true;
+    xbyrwnd(zgm.data);
+    // The same rows give the same levels, numbers and order.
+    read_group(zgm, *pass);
+    order_levels(zgm, *pass);
+    pass->rereading = false;
+}
+
+int zlvknt(ModelBlock& zgm, HostObject* out) {
+    if (zgm.levpass == nullptr) zgm.levpass = make_level_pass(zgm);
+    LevelPass& pass = *zgm.levpass;
+    pass.summing = can_sum(zgm, pass);
+    if (pass.summing) clear_row_sums(*pass.sums, zgm);
+    if (!read_group(zgm, pass)) return zlvknt_too_many_levels;
     xoused(zgm.data, pass.read, pass.used);
     zgm.npass = FigurePassInfo(zgm, pass.together);
     if (zgm.npass == 0) {

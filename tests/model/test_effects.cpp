@@ -31,11 +31,11 @@ TEST_CASE("level sets: one for each ordered combination; tables: one for each sp
         int effect, levset, table;
     };
     // Class variables have the sets and tables 0 to 3.
-    for (const auto& [effect, levset, table] : std::array<Expected, 8>{
+    for (const Expected& expected : std::array<Expected, 8>{
              {{1, 0, 0}, {2, 1, 1}, {3, 4, 4}, {4, 4, 5}, {5, 5, 6}, {6, 4, 5}, {7, 6, 7}, {8, -1, -1}}}) {
-        CAPTURE(effect);
-        CHECK(mod(step, effect).levset == levset);
-        CHECK(mod(step, effect).table == table);
+        CAPTURE(expected.effect);
+        CHECK(mod(step, expected.effect).levset == expected.levset);
+        CHECK(mod(step, expected.effect).table == expected.table);
     }
     CHECK(zgm.nlevset == 7);
     CHECK(zgm.ntables == 8);

@@ -77,6 +77,7 @@ struct ModelText {
     std::string freq{}, weight{};
     const char* order = "FOR";
     bool noint = false, multipass = false, multivar = false;
+    bool fitonly = false, shift = false;  ///< sums may be made while reading; about the first row
     std::vector<std::string> by{};
 };
 
@@ -243,6 +244,8 @@ class ModelStep {
         zgm.noint1 = model.noint;
         zgm.multipass = model.multipass;
         zgm.multivar = model.multivar;
+        zgm.fitonly = model.fitonly;
+        zgm.originshift = model.shift;
 
         std::vector<std::string> regressors;
         Effect** link = &zgm.efhead;
