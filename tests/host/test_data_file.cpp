@@ -309,7 +309,7 @@ TEST_CASE("a row longer than the buffer is read; one longer than the limit is re
 }
 
 TEST_CASE("a file that changes between validation and reading ends the step instead of giving half the data") {
-    for (const std::string now : {"a,y\n1,2\n3\n", "a,y\n1,x\n3,4\n", "a,y\n1,2,9\n"}) {
+    for (const char* now : {"a,y\n1,2\n3\n", "a,y\n1,x\n3,4\n", "a,y\n1,2,9\n"}) {
         DataStep step;
         DataSet* data = step.open_bytes("a,y\n1,2\n3,4\n");
         REQUIRE(data != nullptr);

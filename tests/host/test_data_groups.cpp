@@ -181,8 +181,8 @@ TEST_CASE("groups across blocks: every reader gets every row of its group, in an
     DataStep step;
     step.write("d.csv", bytes);
     REQUIRE(std::system(("gzip -kf '" + step.path("d.csv") + "'").c_str()) == 0);
-    for (const std::string name : {"'" + step.path("d.csv") + "'", "'" + step.path("d.csv.gz") + "'",
-                                   "'" + step.path("d.csv") + "'(where=(id >= 0))"}) {
+    for (const std::string& name : {"'" + step.path("d.csv") + "'", "'" + step.path("d.csv.gz") + "'",
+                                    "'" + step.path("d.csv") + "'(where=(id >= 0))"}) {
         CAPTURE(name);
         DataSet* data = step.open(name);
         REQUIRE(data != nullptr);

@@ -200,10 +200,10 @@ TEST_CASE("formats and VALUE: a mistake is reported at its token") {
         CHECK(failure.group == 920);
         CHECK(failure.number == one.number);
     }
-    for (const std::string good :
+    for (const char* good :
          {"a 1-<5='x' 5-9='y'", "b low-<0='neg' 0='zero' 0<-high='pos' .='none'", "c .A-.Z='code' low-high='number'",
           "$d low-<'m'='first' 'm'-high='second'", "e -5--1='neg'"}) {
-        CAPTURE(good);
+        INFO(good);
         CHECK(value_statement(good));
     }
     const Case formats[] = {

@@ -166,11 +166,12 @@ class Validation {
     /// writer meant.
     bool check_delimiter(const std::string& row, std::int64_t line) {
         if (row.find(file_->form.delimiter) != std::string::npos || row.front() == '"') return true;
-        std::string_view next = blocks_.ahead(4096);
-        next = next.substr(0, next.find('\n'));
         for (const char c : {';', '\t', '|', ','}) {
             const std::size_t place = row.find(c);
-            if (place == std::string::npos || (!next.empty() && next.find(c) == std::string_view::npos)) continue;
+            if (place == std::string::npos) continue;
+            std::string_view next = blocks_.ahead(65536);
+            next = next.substr(0, next.find('\n'));
+            if (!next.empty() && next.find(c) == std::string_view::npos) continue;
             const std::string option = option_text(c);
             return fail(20, arguments(option, option), line, marked(row, place, 1));
         }

@@ -16,6 +16,8 @@ constexpr std::size_t front = field_slack;
 /// Bytes behind it: a line end that the file lacks, and what the index routine may read.
 constexpr std::size_t behind = 128;
 
+std::size_t first_capacity = block_bytes;
+
 std::size_t count_feeds(const char* begin, const char* end) {
     std::size_t count = 0;
     while (begin < end) {
@@ -166,6 +168,8 @@ RowFault find_fault(std::string_view text, const RowForm& form, std::int64_t lin
     return FaultFinder(text, form, line).find();
 }
 
+void set_block_bytes(std::size_t bytes) { first_capacity = bytes == 0 ? block_bytes : bytes; }
+
 RowBlocks::RowBlocks() = default;
 
 void RowBlocks::grow(std::size_t capacity) {
@@ -187,7 +191,7 @@ void RowBlocks::begin(ByteSource* source, const RowForm& form, const Place& at) 
     block_ = {};
     begin_ = end_ = front;
     at_end_ = return_at_end_ = false;
-    if (buffer_ == nullptr) grow(block_bytes);
+    if (buffer_ == nullptr) grow(first_capacity);
 }
 
 RowBlocks::Outcome RowBlocks::failed(RowFault fault) {
@@ -272,6 +276,7 @@ RowBlocks::Outcome RowBlocks::next_row(std::string* row) {
 }
 
 std::string_view RowBlocks::ahead(std::size_t bytes) {
+    if (capacity_ < bytes) grow(bytes);
     if (end_ - begin_ < bytes && !fill()) return {};
     return {buffer_.get() + begin_, std::min(bytes, end_ - begin_)};
 }

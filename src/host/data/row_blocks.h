@@ -75,6 +75,10 @@ struct RowBlock {
     }
 };
 
+/// Test aid: bytes of the buffer with which readers begin from now on, so that small files have many blocks; 0 gives
+/// the usual number.
+void set_block_bytes(std::size_t bytes);
+
 class RowBlocks {
   public:
     RowBlocks();
