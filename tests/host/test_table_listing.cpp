@@ -269,7 +269,7 @@ TEST_CASE("text: breaking into lines loses nothing but blanks and never exceeds 
                                       "of", " "};
     for (int i = 0; i < 300; ++i) {
         std::string text;
-        for (unsigned j = random() % 12; j > 0; --j) {
+        for (auto j = random() % 12; j > 0; --j) {
             text += words[random() % std::size(words)];
             text += ' ';
         }

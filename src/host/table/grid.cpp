@@ -82,7 +82,11 @@ void add_lines(std::vector<std::string>& lines, std::string_view text) {
 
 }  // namespace
 
-Grid::Grid(const TableModel& table) : table_(table), rules_(rules_of(table)) {
+Grid::Grid(const TableModel& table, Part part) : table_(table), rules_(rules_of(table)) {
+    if (part == Part::captions) {
+        choose_captions();
+        return;
+    }
     rows_ = table.sets.empty() ? 0 : table.rows().rows() * table.sets.size();
     headings = table.kind != TableKind::factoid;
     if (!table.sets.empty()) choose_columns();
@@ -212,16 +216,23 @@ void Grid::choose_headings() {
     }
 }
 
-void Grid::choose_texts() {
+void Grid::choose_captions() {
     std::string text, buffer;
-    const auto add = [&](std::vector<std::string>& lines, std::string_view from) {
-        if (fill(from, nullptr, {}, &text)) add_lines(lines, shown(text, buffer));
-    };
-    for (std::string_view caption : rules_.captions) add(captions, caption);
+    for (std::string_view caption : rules_.captions) {
+        if (fill(caption, nullptr, {}, &text)) add_lines(captions, shown(text, buffer));
+    }
     if (captions.empty()) {
         const std::string& label = table_.label.empty() ? table_.name : table_.label;
         captions.emplace_back(shown(label, buffer));
     }
+}
+
+void Grid::choose_texts() {
+    choose_captions();
+    std::string text, buffer;
+    const auto add = [&](std::vector<std::string>& lines, std::string_view from) {
+        if (fill(from, nullptr, {}, &text)) add_lines(lines, shown(text, buffer));
+    };
     for (std::string_view line : rules_.above) add(above, line);
     for (const std::string& title : table_.titles) above.emplace_back(shown(title, buffer));
     for (const GridColumn& column : columns) {

@@ -49,7 +49,9 @@ struct Cell {
 
 class Grid {
   public:
-    explicit Grid(const TableModel& table);
+    /// `captions` makes the texts of the caption alone.
+    enum class Part { all, captions };
+    explicit Grid(const TableModel& table, Part part = Part::all);
 
     std::vector<std::string> captions, above, below;
     std::vector<GridColumn> columns;
@@ -70,6 +72,7 @@ class Grid {
     void choose_spans();
     void measure(GridColumn& column);
     void measure_numbers(GridColumn& column, std::size_t set);
+    void choose_captions();
     void choose_texts();
     /// False when a key that the text needs is absent.
     bool fill(std::string_view text, const std::vector<Attribute>* attributes, std::string_view heading,

@@ -111,6 +111,15 @@ std::vector<std::vector<ListingTable::Place>> ListingTable::blocks() const {
     return result;
 }
 
+std::vector<std::vector<std::size_t>> ListingTable::column_blocks() const {
+    std::vector<std::vector<std::size_t>> result;
+    for (const std::vector<Place>& block : blocks()) {
+        result.emplace_back();
+        for (const Place& place : block) result.back().push_back(place.column);
+    }
+    return result;
+}
+
 // A heading over a few columns of this block needs room for its longest word.
 void ListingTable::make_room_for_spans(std::vector<Place>& block) const {
     for (const GridSpan& span : grid_.spans) {

@@ -4,6 +4,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "host/table/grid.h"
 #include "host/table/model.h"
@@ -17,6 +18,8 @@ class ListingTable {
     using Sink = std::function<void(std::string_view)>;
     ListingTable(const Grid& grid, int line_width) : grid_(grid), line_width_(line_width) {}
     void draw(const Sink& sink);
+    /// The columns of the grid, block by block.
+    std::vector<std::vector<std::size_t>> column_blocks() const;
 
   private:
     struct Place {

@@ -5,6 +5,7 @@
 
 #include "host/table/heading.h"
 #include "host/table/listing.h"
+#include "host/table/page.h"
 #include "host/table/report.h"
 #include "host/table/table_json.h"
 #include "host/table/text_width.h"
@@ -95,6 +96,21 @@ void TableService::write_json(JsonWriter& json) {
         const ReportItem& item = report_->item(written_);
         if (item.table != nullptr) write_table_json(json, *item.table);
     }
+}
+
+void TableService::write_html(const TextSink& sink, const Log& log) const { write_page(*report_, log, sink); }
+void TableService::write_markdown(const TextSink& sink) const { write_markdown_report(*report_, sink); }
+
+std::vector<std::pair<std::string, std::size_t>> TableService::csv_files() const {
+    std::vector<std::pair<std::string, std::size_t>> files;
+    for (std::size_t i = report_->begin(); i < report_->end(); ++i) {
+        const TableModel* const table = report_->item(i).table.get();
+        if (table != nullptr) files.emplace_back(csv_file_name(*table, files.size() + 1), i);
+    }
+    return files;
+}
+void TableService::write_csv(std::size_t number, const TextSink& sink) const {
+    write_table_csv(*report_->item(number).table, sink);
 }
 
 void TableService::forget(bool json) { report_->forget(json ? std::min(listed_, written_) : listed_); }

@@ -16,6 +16,7 @@ namespace vek {
 using TextSink = std::function<void(std::string_view)>;
 using ByValues = std::vector<std::pair<std::string, std::string>>;
 
+class Log;
 class Report;
 struct DataSet;
 struct ReportContext;
@@ -52,6 +53,15 @@ class TableService {
     void render_listing(const TextSink& sink, int width);
     /// JSON: elements of an array that the caller has begun, so that it may be called once or after each run group.
     void write_json(JsonWriter& json);
+    // The outputs below are made from the whole report at its end.
+
+    /// One self-contained page: contents, tables, and the messages of the log.
+    void write_html(const TextSink& sink, const Log& log) const;
+    void write_markdown(const TextSink& sink) const;
+    /// A file for each table: its name and the number to ask for its content with.
+    std::vector<std::pair<std::string, std::size_t>> csv_files() const;
+    void write_csv(std::size_t number, const TextSink& sink) const;
+
     /// Gives back the memory of what the listing and (when `json`) write_json have had. Not to be called in a run that
     /// also makes a page, Markdown or CSV files, which are made from the whole report at the end.
     void forget(bool json);

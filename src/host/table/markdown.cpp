@@ -1,0 +1,210 @@
+// Writes the report as Markdown with pipe tables, and a table's values as CSV.
+#include <charconv>
+#include <cmath>
+
+#include "host/table/grid.h"
+#include "host/table/heading.h"
+#include "host/table/page.h"
+#include "host/table/text_width.h"
+#include "numeric/missing.h"
+
+namespace vek {
+
+namespace {
+
+constexpr std::size_t piece = std::size_t{1} << 16;
+
+std::string escaped(std::string_view text) {
+    std::string buffer, result;
+    for (const char c : shown(text, buffer)) {
+        if (std::string_view("\\`*_{}[]<>#|~").find(c) != std::string_view::npos) result += '\\';
+        result += c;
+    }
+    return result;
+}
+
+// One line of heading for a column: what stands over it, and its own lines.
+std::string heading_of(const Grid& grid, std::size_t place) {
+    std::string heading;
+    for (const GridSpan& span : grid.spans) {
+        if (place >= span.first && place <= span.last) heading = span.text;
+    }
+    for (const std::string& line : grid.columns[place].heading) heading += (heading.empty() ? "" : " ") + line;
+    return escaped(heading);
+}
+
+class Markdown {
+  public:
+    explicit Markdown(const PageSink& sink) : sink_(sink) {}
+    void write(const Report& report);
+
+  private:
+    void table(const TableModel& model);
+    void paragraph(std::string_view text) { out_ += escaped(text) + "\n\n"; }
+    void flush() {
+        if (!out_.empty()) sink_(out_);
+        out_.clear();
+    }
+
+    const PageSink& sink_;
+    std::string out_;
+    Cell cell_;
+};
+
+void Markdown::table(const TableModel& model) {
+    const Grid grid(model);
+    for (const std::string& note : model.above) paragraph(note);
+    for (const std::string& caption : grid.captions) out_ += "**" + escaped(caption) + "**\n\n";
+    for (const std::string& line : grid.above) paragraph(line);
+    // A mark belongs to the cell before it.
+    const auto is_mark = [&](std::size_t place) { return place > 0 && grid.columns[place].gap == 0; };
+    for (std::size_t i = 0; i < grid.columns.size(); ++i) {
+        if (!is_mark(i)) out_ += "| " + (grid.headings ? heading_of(grid, i) : std::string()) + " ";
+    }
+    out_ += "|\n";
+    for (std::size_t i = 0; i < grid.columns.size(); ++i) {
+        if (!is_mark(i)) out_ += grid.columns[i].numeric() ? "| ---: " : "| :--- ";
+    }
+    out_ += "|\n";
+    for (std::size_t row = 0; row < grid.rows(); ++row) {
+        for (std::size_t i = 0; i < grid.columns.size(); ++i) {
+            grid.cell(row, i, cell_);
+            if (!is_mark(i)) out_ += i == 0 ? "| " : " | ";
+            out_ += escaped(cell_.text);
+        }
+        out_ += " |\n";
+        if (out_.size() >= piece) flush();
+    }
+    out_ += '\n';
+    for (const std::string& line : grid.below) paragraph(line);
+}
+
+void Markdown::write(const Report& report) {
+    const ReportContext* before = nullptr;
+    for (std::size_t i = report.begin(); i < report.end(); ++i) {
+        const ReportItem& item = report.item(i);
+        const ReportContext& now = *item.context;
+        const bool titles = before == nullptr || !same_titles(now, *before);
+        if (titles) {
+            bool first = true;
+            for (const std::string& title : title_lines(now)) {
+                out_ += (first ? "# " : "") + escaped(title) + "\n\n";
+                first = false;
+            }
+            if (const std::string by = by_line(now); !by.empty()) paragraph(by);
+        }
+        if (titles || !same_folders(now, *before)) {
+            std::string path;
+            for (const std::string& heading : folder_headings(now)) path += (path.empty() ? "" : ", ") + heading;
+            if (!path.empty()) out_ += "## " + escaped(path) + "\n\n";
+        }
+        before = &now;
+        if (item.table != nullptr) {
+            table(*item.table);
+        } else {
+            paragraph(item.line);
+        }
+        flush();
+    }
+}
+
+// ---- CSV ----------------------------------------------------------------------------------------------------------
+
+void append_csv_text(std::string& out, std::string_view text) {
+    if (text.find_first_of(",\"\r\n") == std::string_view::npos && !text.starts_with(' ')) {
+        out += text;
+        return;
+    }
+    out += '"';
+    for (const char c : text) {
+        if (c == '"') out += '"';
+        out += c;
+    }
+    out += '"';
+}
+
+void append_csv_number(std::string& out, double value) {
+    if (wzmis(value)) {
+        out += '.';
+        if (const char code = missing_code(value); code != '.') out += code;
+        return;
+    }
+    if (!std::isfinite(value)) return;
+    char digits[32];
+    out.append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
+}
+
+void append_csv_cell(std::string& out, const RowSet& set, std::size_t row, std::size_t column) {
+    switch (set.columns()[column].kind) {
+        case ColumnKind::number:
+            append_csv_number(out, set.number(row, column));
+            break;
+        case ColumnKind::integer:
+        case ColumnKind::degrees:
+            out += std::to_string(set.integer(row, column));
+            break;
+        case ColumnKind::character: {
+            const char character = set.character(row, column);
+            if (character != ' ') append_csv_text(out, std::string_view(&character, 1));
+            break;
+        }
+        case ColumnKind::mixed: {
+            const MixedValue value = set.mixed(row, column);
+            if (value.kind == MixedValue::Kind::text) append_csv_text(out, value.text);
+            if (value.kind == MixedValue::Kind::integer) out += std::to_string(value.integer);
+            if (value.kind == MixedValue::Kind::number) append_csv_number(out, value.number);
+            break;
+        }
+        default:
+            append_csv_text(out, set.text(row, column));
+    }
+}
+
+}  // namespace
+
+void write_markdown_report(const Report& report, const PageSink& sink) { Markdown(sink).write(report); }
+
+void write_table_csv(const TableModel& table, const PageSink& sink) {
+    const bool stacked = table.sets.size() > 1;
+    std::string out = stacked ? "Block" : "";
+    for (std::size_t j = 0; j < table.rows().columns().size(); ++j) {
+        if (stacked || j > 0) out += ',';
+        append_csv_text(out, table.rows().columns()[j].name);
+    }
+    out += '\n';
+    for (std::size_t s = 0; s < table.sets.size(); ++s) {
+        const RowSet& set = table.sets[s];
+        for (std::size_t row = 0; row < set.rows(); ++row) {
+            if (stacked) append_csv_text(out, table.blocks[s].key);
+            for (std::size_t j = 0; j < set.columns().size(); ++j) {
+                if (stacked || j > 0) out += ',';
+                append_csv_cell(out, set, row, j);
+            }
+            out += '\n';
+            if (out.size() >= piece) {
+                sink(out);
+                out.clear();
+            }
+        }
+    }
+    if (!out.empty()) sink(out);
+}
+
+std::string csv_file_name(const TableModel& table, std::size_t number) {
+    constexpr std::size_t longest = 120;
+    std::string digits = std::to_string(number);
+    digits.insert(0, digits.size() < 3 ? 3 - digits.size() : 0, '0');
+    std::string name = digits;
+    const auto add = [&](std::string_view part) {
+        name += '_';
+        for (const char c : part) {
+            const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-';
+            if (name.size() < longest) name += plain ? c : '_';
+        }
+    };
+    for (const FolderLevel& level : table.context->path) add(level.name);
+    add(table.name);
+    return name + ".csv";
+}
+
+}  // namespace vek
