@@ -162,7 +162,9 @@ Plain read_plainly(std::string_view bytes, const FileForm& form) {
 }  // namespace
 
 std::string reader_disagreement(std::string_view bytes, const FileForm& form) {
-    const Plain plain = read_plainly(bytes, form);
+    // UTF-16 is the decoder's; a byte order mark of UTF-8 is no part of the text.
+    if (bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF")) return {};
+    const Plain plain = read_plainly(bytes.substr(bytes.starts_with("\xEF\xBB\xBF") ? 3 : 0), form);
     host_log().clear();
     const std::shared_ptr<DataFile> file = validated_bytes(memory_bytes(bytes), "fuzz", form);
     if ((file != nullptr) != plain.good) {

@@ -9,7 +9,7 @@
 
 namespace vek::test {
 
-/// Reads bytes (UTF-8, no byte order mark) both ways. Empty when they agree, else what is different.
+/// Reads bytes in UTF-8 both ways. Empty when they agree, else what is different.
 std::string reader_disagreement(std::string_view bytes, const FileForm& form);
 
 }  // namespace vek::test

@@ -229,6 +229,8 @@ class Validation {
         double value = 0;
         switch (read_number(field, file_->form.decimal, &value)) {
             case FieldKind::missing:
+                // A special missing value is a text of its own, should the column turn out to be text.
+                column.longest = std::max(column.longest, text_value(field).size());
                 break;
             case FieldKind::too_large:
                 if (column.too_large.line == 0) column.too_large = finding(c, row, field);
