@@ -33,10 +33,11 @@ void install_signal_handlers() {
     sigemptyset(&action.sa_mask);
     action.sa_handler = note_signal;
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
-        // A parent that ignores a signal for us, such as nohup, goes on doing so.
+        // nohup goes on keeping SIGHUP away. A shell that starts a job in the background has SIGINT ignored for it too,
+        // but who sends one to this process means it.
         struct sigaction before = {};
         sigaction(number, nullptr, &before);
-        if (before.sa_handler != SIG_IGN) sigaction(number, &action, nullptr);
+        if (number != SIGHUP || before.sa_handler != SIG_IGN) sigaction(number, &action, nullptr);
     }
     action.sa_handler = end_at_once;
     sigaction(SIGALRM, &action, nullptr);

@@ -334,6 +334,7 @@ void Session::reset_for_test() {
     fail_allocation(0);
     fail_write(0);
     fail_new(0);
+    tables().end_step();
     end_step_utility_files();
     end_step_pools();
 }
