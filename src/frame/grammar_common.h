@@ -209,7 +209,7 @@ inline constexpr Option levene_settings[] = {
     {.names = "TYPE", .takes = Takes::code, .slot = 14, .choices = levene_types, .help = "what is analysed"},
 };
 inline constexpr Option bf_settings[] = {
-    {.names = "SCALE", .bit = 35, .help = "accepted, without effect"},
+    {.names = "SCALE", .bit = 35, .help = "scale for the number of observations of a level"},
 };
 inline constexpr Option obrien_settings[] = {
     {.names = "W",
@@ -220,7 +220,7 @@ inline constexpr Option obrien_settings[] = {
      .help = "weight of the kurtosis; 0.5 if absent"},
 };
 inline constexpr Option mbf_settings[] = {
-    {.names = "SCALE", .bit = 36, .help = "accepted, without effect"},
+    {.names = "SCALE", .bit = 36, .help = "scale for the number of observations of a level"},
 };
 inline constexpr Option bartlett_settings[] = {
     {.names = "EXACT", .bit = 37, .help = "accepted, without effect"},
@@ -229,7 +229,7 @@ inline constexpr Choice homogeneity_tests[] = {
     {.names = "LEVENE LV", .bit = 29, .settings = levene_settings, .help = "Levene's test; the default"},
     {.names = "BF", .bit = 30, .settings = bf_settings, .help = "the test of Brown and Forsythe"},
     {.names = "OBRIEN OB", .bit = 31, .settings = obrien_settings, .help = "O'Brien's test"},
-    {.names = "MBF", .bit = 32, .settings = mbf_settings, .help = "the modified test of Brown and Forsythe"},
+    {.names = "MBF", .bit = 32, .settings = mbf_settings, .help = "the modified test of Brown and Forsythe, by O'Brien and Tobias"},
     {.names = "BARTLETT BAR", .bit = 33, .settings = bartlett_settings, .help = "Bartlett's test"},
 };
 

@@ -115,15 +115,15 @@ constexpr Option simulation_settings[] = {
 };
 
 constexpr Choice adjustments[] = {
-    {.names = "EXACT", .code = 0, .help = "no adjustment"},
+    {.names = "EXACT", .code = 0, .help = "the exact method for the comparison, as far as there is one"},
     {.names = "BON BONFERRONI", .code = -1, .help = "Bonferroni's inequality"},
     {.names = "SID SIDAK", .code = -2, .help = "Sidak's inequality"},
     {.names = "GT2 SMM", .code = -3, .help = "the studentised maximum modulus"},
     {.names = "SCHEFFE", .code = -4, .help = "Scheffe's method"},
     {.names = "SIM SIMULATE", .code = -5, .settings = simulation_settings, .help = "simulation"},
-    {.names = "T", .code = -6, .help = "no adjustment"},
-    {.names = "TUKEY", .code = -7, .help = "the studentised range"},
-    {.names = "DUNNETT", .code = -8, .help = "comparisons with a control"},
+    {.names = "T", .code = -6, .help = "t tests, no adjustment"},
+    {.names = "TUKEY", .code = -7, .help = "the studentised range; the exact method for all pairs"},
+    {.names = "DUNNETT", .code = -8, .help = "the exact method for comparisons with a control"},
 };
 
 constexpr Option lsmeans_options[] = {

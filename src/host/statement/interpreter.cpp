@@ -487,6 +487,9 @@ bool open_data_sets(StatementContext& c) {
             silence(c, open.reference.token, open.reference.name);
         } else if (open.absent && !open.output && last_made() == nullptr && !c.step.unmade->data_sets.empty()) {
             silence(c, c.keyword, "the data set to read");
+        } else if (open.absent && !open.output && last_made() == nullptr) {
+            constexpr int data_messages = 910, message_no_last = 26;
+            return c.cursor.fail(c.keyword, data_messages, message_no_last, {});
         } else if (open.absent && !open.output) {
             data = open_last(c.cursor.place(c.keyword));
         } else {

@@ -377,7 +377,7 @@ bool StatementReader::proc_statement() {
     // What follows is read with the data set even when the statement has a mistake, if it is known which one is meant.
     const bool named = std::any_of(c.opens.begin(), c.opens.end(), [](const PendingOpen& o) { return !o.output; });
     step_.checking = !good || proc_in_doubt_;
-    if (good || named) {
+    if ((good && !proc_in_doubt_) || named) {
         const bool opened = open_data_sets(c);
         if (cursor_.failed() && good) report_failure(cursor_);
         good = good && opened;
