@@ -86,12 +86,6 @@ bool Outputs::open(const CommandLine& command, std::string* reason) {
     for (const std::string& folder : {command.csv_folder, command.keep_folder}) {
         if (!folder.empty() && !folder_can_be_used(folder, reason)) return false;
     }
-    for (const auto& [path, option] : {std::pair(command.html, "--html"), std::pair(command.markdown, "--md"),
-                                       std::pair(command.csv_folder, "--csv")}) {
-        if (path.empty()) continue;
-        *reason = std::string(option) + " is not available in this version";
-        return false;
-    }
     auto open_file = [&](OutputFile* file, const std::string& path) {
         if (file->open(path)) return true;
         *reason = (path == "-" ? "standard output" : path) + " cannot be written: " + file->error();
@@ -107,6 +101,10 @@ bool Outputs::open(const CommandLine& command, std::string* reason) {
         // A pipe or device sees the document at the end, whole.
         json_at_once_ = is_regular(command.json);
     }
+    if (!command.html.empty() && !open_file(&page_, command.html)) return false;
+    if (!command.markdown.empty() && !open_file(&markdown_, command.markdown)) return false;
+    csv_folder_ = command.csv_folder;
+    whole_report_needed_ = page_.is_open() || markdown_.is_open() || !csv_folder_.empty();
     return true;
 }
 
@@ -202,9 +200,40 @@ void Outputs::show() {
     show_log();
 }
 
+void Outputs::write_whole(OutputFile* file, const std::function<void(const TextSink&)>& render) {
+    if (!file->is_open()) return;
+    try {
+        render([file](std::string_view text) { file->write(text); });
+    } catch (const std::bad_alloc&) {
+        give_up(file);
+        return;
+    }
+    commit(file);
+}
+
+void Outputs::write_csv_folder() {
+    if (csv_folder_.empty()) return;
+    if (mkdir(csv_folder_.c_str(), 0777) != 0 && errno != EEXIST) {
+        report(930, 10, arguments(csv_folder_, std::strerror(errno)), {});
+        return;
+    }
+    for (const auto& [name, number] : tables().csv_files()) {
+        OutputFile file;
+        const std::string path = csv_folder_ + "/" + name;
+        if (!file.open(path)) {
+            report(930, 10, arguments(path, file.error()), {});
+            return;
+        }
+        write_whole(&file, [n = number](const TextSink& sink) { tables().write_csv(n, sink); });
+    }
+}
+
 void Outputs::finish_report() {
     show();
     if (listing_.is_open()) commit(&listing_);
+    write_csv_folder();
+    write_whole(&markdown_, [](const TextSink& sink) { tables().write_markdown(sink); });
+    write_whole(&page_, [](const TextSink& sink) { tables().write_html(sink, host_log()); });
 }
 
 namespace {
@@ -267,6 +296,8 @@ int Outputs::finish_log(int status) {
 void Outputs::discard() {
     listing_.discard();
     json_file_.discard();
+    page_.discard();
+    markdown_.discard();
     log_.discard();
 }
 

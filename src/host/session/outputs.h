@@ -1,14 +1,16 @@
-// The outputs of a run: listing, log, JSON document. Each is opened before anything runs, receives what is ready after
+// The outputs of a run: listing, log, JSON document, page, Markdown, and a folder of CSV files. Each is opened before anything runs, receives what is ready after
 // each run group, and is put in place, or discarded, at the end.
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 
 #include "host/session/output_file.h"
 #include "host/session/session.h"
 #include "host/table/json_writer.h"
+#include "host/table/service.h"
 
 namespace vek {
 
@@ -29,7 +31,8 @@ class Outputs {
     /// Writes what has come to the log alone.
     void show_log_only() { show_log(); }
 
-    /// Completes the listing. Failures become errors of the log.
+    /// Completes the listing, and writes the forms that are made from the whole report at its end. Failures become
+    /// errors of the log.
     void finish_report();
     /// Completes JSON and log, which tell the exit status; the status itself, changed when one of them could not be
     /// completed.
@@ -43,6 +46,8 @@ class Outputs {
   private:
     void show_log();
     void show_listing();
+    void write_whole(OutputFile* file, const std::function<void(const TextSink&)>& render);
+    void write_csv_folder();
     void write_json_tables();
     void write_json_end(int status);
     void give_up(OutputFile* file);
@@ -50,7 +55,8 @@ class Outputs {
     bool commit(OutputFile* file);
     int line_width() const;
 
-    OutputFile listing_, log_, json_file_;
+    OutputFile listing_, log_, json_file_, page_, markdown_;
+    std::string csv_folder_;
     std::unique_ptr<JsonWriter> json_;
     bool json_at_once_ = false;  ///< tables go to the JSON document as they come
     bool log_to_error_ = true;

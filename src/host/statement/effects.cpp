@@ -230,6 +230,11 @@ Effect* make_effect(StatementContext& c, const Term& term, bool into_model) {
     effect->cont = places(c.step.continuous_list(), continuous, into_model, &effect->ncont);
     effect->cross = places(c.step.class_list(), crossed, false, &effect->ncross);
     effect->nest = places(c.step.class_list(), term.nested, false, &effect->nnest);
+    // The class part is one list for whoever reads it: the nested variables stand behind the crossed ones.
+    int* class_part = array<int>(xmainpool(), effect->nclass());
+    std::copy_n(effect->nest, effect->nnest, std::copy_n(effect->cross, effect->ncross, class_part));
+    effect->cross = class_part;
+    effect->nest = class_part + effect->ncross;
     effect->kind = effect_kind_model;
     const std::string full = term.intercept() ? rdvmsg(172, 121) : term_name(c, term);
     const std::string_view name = cut_text(full, static_cast<std::size_t>(std::max(c.step.effects().namelen, 1)));
