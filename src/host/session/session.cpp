@@ -335,6 +335,7 @@ void Session::reset_for_test() {
     fail_write(0);
     fail_new(0);
     tables().end_step();
+    tables().cut_back(0);  // what earlier tests have left in the report
     end_step_utility_files();
     end_step_pools();
 }

@@ -489,7 +489,9 @@ bool open_data_sets(StatementContext& c) {
             silence(c, c.keyword, "the data set to read");
         } else if (open.absent && !open.output && last_made() == nullptr) {
             constexpr int data_messages = 910, message_no_last = 26;
-            return c.cursor.fail(c.keyword, data_messages, message_no_last, {});
+            // The place where DATA= would stand: behind the procedure's name.
+            const Token& name = c.cursor.size() > 1 ? c.cursor.token(1) : c.keyword;
+            return c.cursor.fail(name, data_messages, message_no_last, {});
         } else if (open.absent && !open.output) {
             data = open_last(c.cursor.place(c.keyword));
         } else {

@@ -424,6 +424,8 @@ void StatementReader::step_statement() {
             step_.class_in_doubt = true;
         }
         statement_failed(rc_nothing_appended);
+        // What was taken back leaves no doubt: the step goes on, and what it runs must be sound.
+        if (step_.proc->rc == 0) step_.class_in_doubt = false;
     }
 }
 
