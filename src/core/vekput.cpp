@@ -19,7 +19,6 @@
 #include "model/vekxpx.h"
 #include "numeric/fdist.h"
 #include "numeric/missing.h"
-#include "numeric/packed.h"
 
 namespace vek {
 
@@ -30,15 +29,6 @@ constexpr int model_alpha = 1;
 double model_level(const MainBlock& F) {
     const Slot& level = F.modelstmt->slot(model_alpha);
     return level.given() ? level.value : F.alpha;
-}
-
-double error_ss(const MainBlock& F, int k) {
-    get_error_matrix(F, F.yypack);
-    return std::max(0.0, F.yypack[zisub(k, k)]);
-}
-
-double error_ms(const MainBlock& F, double sse) {
-    return F.dferror < 1 ? missing : sse / static_cast<double>(F.dferror);
 }
 
 // ---- solution -----------------------------------------------------------------------------------------------------

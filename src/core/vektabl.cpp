@@ -174,12 +174,11 @@ void print_variable_notes(const MainBlock& F) {
     if (F.zgm.nwgt > 0) xpm(172, 154, F.wgtvar.name, named(F.wgtvar));
 }
 
-AnovaRow error_of_fit(const MainBlock& F, int k, double* matrix) {
-    get_error_matrix(F, matrix);
+AnovaRow error_of_fit(const MainBlock& F, int k) {
     AnovaRow error;
     error.df = as_df(F.dferror);
-    error.ss = std::max(0.0, matrix[zisub(k, k)]);
-    error.ms = error.df < 1 ? missing : error.ss / error.df;
+    error.ss = error_ss(F, k);
+    error.ms = error_ms(F, error.ss);
     return error;
 }
 
@@ -200,7 +199,7 @@ void report_dependent(MainBlock& F, int pending, const TableRanges& ranges, Host
                       .k = k,
                       .out = out,
                       .matrix = F.yypack,
-                      .error = error_of_fit(F, k, F.yypack),
+                      .error = error_of_fit(F, k),
                       .name = F.ynames[y]};
     Folder folder;
     folder.open(out, r.name, r.name, {.key = "Dependent", .width = F.ynamew});

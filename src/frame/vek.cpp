@@ -146,6 +146,7 @@ constexpr ListStatement list_statements[] = {
 bool vekchk() {
     MainBlock& F = mainblock();
     Proc& P = proc();
+    F.idle = 1;  // a dispatcher that an interrupt has ended is over
     if (P.state != -2) P.state = -1;
     F.undoslot = -1;
     const std::string_view keyword = xttkcur();

@@ -44,7 +44,6 @@ struct FitState {
     char (*parmnames)[13] = nullptr;    ///< [p] blank-filled names of the parameters
     int *sweepstate = nullptr, *sweepwant = nullptr;  ///< [q] 1 or -1
     double *work1 = nullptr, *work2 = nullptr;
-    double* ymean = nullptr;
 
     UtilityFile *ufile2 = nullptr, *ufile3 = nullptr, *ufile4 = nullptr;
     RecordHeader urec;

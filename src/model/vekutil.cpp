@@ -5,6 +5,8 @@
 #include <cmath>
 
 #include "frame/host_message.h"
+#include "numeric/missing.h"
+#include "numeric/packed.h"
 
 namespace vek {
 
@@ -82,6 +84,15 @@ void get_error_matrix(const FitState& F, double* target) { get_matrix_at(F, F.po
 
 void get_contrast_matrix(const FitState& F, int contrast, double* target) {
     get_matrix_at(F, F.pos4type[matrix_contrast] + (contrast - 1) * F.trinyb, target);
+}
+
+double error_ss(const FitState& F, int k) {
+    get_error_matrix(F, F.yypack);
+    return std::max(0.0, F.yypack[zisub(k, k)]);
+}
+
+double error_ms(const FitState& F, double sse) {
+    return F.dferror < 1 ? missing : sse / static_cast<double>(F.dferror);
 }
 
 bool veksubv(const double* x, int n, int* first, int* last, double zeta) {

@@ -41,6 +41,11 @@ void get_matrix(const FitState& F, const ModelBlock& zgm, int type, int effect, 
 void get_error_matrix(const FitState& F, double* target);
 void get_contrast_matrix(const FitState& F, int contrast, double* target);
 
+/// Error sum of squares of dependent variable k of the pass; one below 0 counts as 0. Uses F.yypack.
+double error_ss(const FitState& F, int k);
+/// Its mean square; missing without error degrees of freedom.
+double error_ms(const FitState& F, double sse);
+
 /// Appends the rows of a contrast or estimate (`count` rows of ncol doubles) to file 3, trimmed by zeta; the next one is
 /// appended behind them.
 void vekuput(FitState& F, const ModelBlock& zgm, int type, int number, const double* rows, int count);

@@ -12,7 +12,6 @@
 #include "model/replay.h"
 #include "model/vekutil.h"
 #include "numeric/fdist.h"
-#include "numeric/packed.h"
 #include "output/zobstat.h"
 
 namespace vek {
@@ -68,9 +67,8 @@ void OutputPass::prepare_fit() {
     context.p = F.rank;
     if (double t = missing; zqt(1 - alpha * 0.5, context.edf, t) == 0) context.t = t;
     s2 = array<double>(zgm.pool, zgm.nyp);
-    get_error_matrix(F, F.yypack);
     for (int k = 0; k < zgm.nyp; ++k) {
-        s2[k] = F.dferror < 1 ? missing : std::max(0.0, F.yypack[zisub(k, k)]) / static_cast<double>(F.dferror);
+        s2[k] = error_ms(F, error_ss(F, k));
     }
 }
 
