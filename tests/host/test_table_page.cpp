@@ -189,7 +189,8 @@ TEST_CASE("page and Markdown: every cell shows the value of the data in its plac
 TEST_CASE("page: no text becomes an element, nothing is fetched, every link has its place") {
     TableStep step;
     tables().set_title(1, "<img src=x>");
-    host_log().add({Level::error, 900, 1, "unexpected <token>", {"p&q.vek", 2, 3, 4}, {}, "  a < b\n    ^"});
+    const Place place{"p&q.vek", 2, 3, 4};
+    host_log().add({Level::error, 900, 1, "unexpected <token>", place, {}, "  a < b\n    ^"});
     write_report(step.out);
     const std::string html = page();
     CHECK(html.starts_with("<!DOCTYPE html>"));
