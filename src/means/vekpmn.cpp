@@ -62,11 +62,8 @@ ErrorTerm error_of(const MainBlock& F, const Statement& s) {
     return error;
 }
 
-/// Decimals of a column whose largest value that is; best form when it does not fit.
-int column_decimals(double largest) {
-    const int decimals = vekpfmt(largest, 11, 8);
-    return decimals == best_decimals ? best_decimals : decimals;
-}
+/// Decimals of a column whose largest value that is; the best form when it does not fit.
+int column_decimals(double largest) { return vekpfmt(largest, 11, 8); }
 
 /// A MEANS statement while it is shown.
 class MeansReport {

@@ -29,10 +29,10 @@ int scheffe_df(const McBlock& mc, McDisplay kind) { return kind == McDisplay::me
 int waller_df(const McBlock& mc) { return mc.noint ? mc.nact : mc.nact - 1; }
 
 /// Root of the F quantile with upper tail p; missing when there is none.
-double root_f(double p, double df1, double dfe) {
+double root_f(const McBlock& mc, double p, double df1) {
     if (!(p > 0 && p < 1)) return missing;
-    const double f = zqunf(p, df1, dfe);
-    return wzmis(f) || f < 0 ? missing : std::sqrt(f);
+    const double f = mc.quantiles->find(QuantileCache::Kind::f, p, mc.dfe, {df1});
+    return wzmis(f) ? missing : std::sqrt(f);
 }
 
 double dunnett_quantile(const McBlock& mc, McMethod method) {
@@ -50,9 +50,9 @@ double dunnett_quantile(const McBlock& mc, McMethod method) {
 }
 
 double waller_value(const McBlock& mc) {
-    double crit = missing;
-    if (mc.nact <= 2 || zbayest(mc.kratio, mc.fratio, waller_df(mc), mc.dfe, crit) > 0) return missing;
-    return crit;
+    if (mc.nact <= 2) return missing;
+    return mc.quantiles->find(QuantileCache::Kind::waller, mc.kratio, mc.dfe, {static_cast<double>(waller_df(mc))},
+                              {mc.fratio});
 }
 
 double critical_value(const McBlock& mc, McDisplay kind, McMethod method) {
@@ -62,17 +62,17 @@ double critical_value(const McBlock& mc, McDisplay kind, McMethod method) {
         case McMethod::waller:
             return waller_value(mc);
         case McMethod::t:
-            return root_f(mc.alpha, 1, dfe);
+            return root_f(mc, mc.alpha, 1);
         case McMethod::smm:
             return mc.quantiles->find(Kind::modulus, conf, dfe, {comparisons(mc, kind)});
         case McMethod::scheffe:
-            return root_f(mc.alpha, scheffe_df(mc, kind), dfe);
+            return root_f(mc, mc.alpha, scheffe_df(mc, kind));
         case McMethod::tukey:
             return mc.quantiles->find(Kind::range, conf, dfe, {static_cast<double>(mc.nact)});
         case McMethod::bon:
-            return root_f(mc.alpha / comparisons(mc, kind), 1, dfe);
+            return root_f(mc, mc.alpha / comparisons(mc, kind), 1);
         case McMethod::sidak:
-            return root_f(sidak_level(mc, kind), 1, dfe);
+            return root_f(mc, sidak_level(mc, kind), 1);
         case McMethod::gabriel:
             return mc.quantiles->find(Kind::modulus, conf, dfe, {pairs_of(mc.nact)});
         case McMethod::dunnett:
@@ -134,29 +134,40 @@ void report_waller(const McBlock& mc, HostObject* out) {
 
 }  // namespace
 
-double QuantileCache::find(Kind kind, double conf, double df, const std::vector<double>& counts,
+double QuantileCache::find(Kind kind, double level, double df, const std::vector<double>& counts,
                            const std::vector<double>& lambda) {
     for (const Entry& e : entries_) {
-        if (e.kind == kind && e.conf == conf && e.df == df && e.counts == counts && e.lambda == lambda) return e.value;
+        if (e.kind == kind && e.level == level && e.df == df && e.counts == counts && e.lambda == lambda)
+            return e.value;
     }
+    const double value = search(kind, level, df, counts, lambda);
+    entries_.push_back({kind, level, df, counts, lambda, value});
+    return value;
+}
+
+double QuantileCache::search(Kind kind, double level, double df, const std::vector<double>& counts,
+                             const std::vector<double>& lambda) {
     const double one = 1;
     std::vector<double> work(31 + 3 * counts.size());
     const int groups = static_cast<int>(counts.size());
-    double value = missing;
     switch (kind) {
         case Kind::range:
-            value = zqunsrg(1, conf, df, &one, counts.data(), work.data());
-            break;
+            return zqunsrg(1, level, df, &one, counts.data(), work.data());
         case Kind::modulus:
-            value = zqunsmm(1, conf, df, &one, counts.data(), work.data());
-            break;
+            return zqunsmm(1, level, df, &one, counts.data(), work.data());
         case Kind::dunnett:
         case Kind::dunnett_one_sided:
-            value = zqunsdt(kind == Kind::dunnett, groups, conf, df, lambda.data(), counts.data(), work.data());
-            break;
+            return zqunsdt(kind == Kind::dunnett, groups, level, df, lambda.data(), counts.data(), work.data());
+        case Kind::f: {
+            const double f = zqunf(level, counts[0], df);
+            return f < 0 ? missing : f;
+        }
+        case Kind::waller: {
+            double crit = missing;
+            return zbayest(level, lambda[0], counts[0], df, crit) > 0 ? missing : crit;
+        }
     }
-    entries_.push_back({kind, conf, df, counts, lambda, value});
-    return value;
+    return missing;
 }
 
 void zmceknt(McBlock& mc) {

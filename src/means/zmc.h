@@ -43,22 +43,33 @@ struct McLevel {
 
 constexpr double empty_mean = -1.7976931348623157e+308;
 
-/// Quantiles that have been found: one search for each method and pattern of cell sizes.
+/// Quantiles that have been found: one search for each distribution, level and pattern of cell sizes, whatever method,
+/// display or dependent variable asks for it.
 class QuantileCache {
   public:
-    enum class Kind : std::uint8_t { range, modulus, dunnett, dunnett_one_sided };
-    /// Quantile at `conf` with `df`; missing on failure. `lambda` is used by Dunnett's statistic alone.
-    double find(Kind kind, double conf, double df, const std::vector<double>& counts,
+    enum class Kind : std::uint8_t {
+        range,              ///< studentised range of counts[0] means
+        modulus,            ///< studentised maximum modulus of counts[0] means
+        dunnett,            ///< of counts[i] means each with lambda[i], from a control
+        dunnett_one_sided,  ///< the same, one-sided
+        f,                  ///< F with counts[0] degrees of freedom above; `level` is its upper tail
+        waller,             ///< Bayes t of counts[0] degrees of freedom and F ratio lambda[0]; `level` is the k-ratio
+    };
+    /// Quantile at `level` with `df` error degrees of freedom; missing on failure.
+    double find(Kind kind, double level, double df, const std::vector<double>& counts,
                 const std::vector<double>& lambda = {});
     int searches() const { return static_cast<int>(entries_.size()); }
 
   private:
     struct Entry {
         Kind kind;
-        double conf, df;
+        double level, df;
         std::vector<double> counts, lambda;
         double value;
     };
+    static double search(Kind kind, double level, double df, const std::vector<double>& counts,
+                         const std::vector<double>& lambda);
+
     std::vector<Entry> entries_;
 };
 

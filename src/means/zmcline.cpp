@@ -10,7 +10,6 @@
 #include "frame/host_message.h"
 #include "frame/table.h"
 #include "means/options.h"
-#include "numeric/fdist.h"
 #include "numeric/kernels.h"
 #include "numeric/missing.h"
 #include "numeric/significance.h"
@@ -49,8 +48,7 @@ bool ascending_ranges(McMethod method, const McBlock& mc, std::vector<double>& r
                 what = McQuantile::duncan;
                 break;
             case McMethod::regwf:
-                range[s] = zqunf(regw_level(mc, p), p - 1, mc.dfe);
-                if (range[s] < 0) range[s] = missing;
+                range[s] = mc.quantiles->find(QuantileCache::Kind::f, regw_level(mc, p), mc.dfe, {p - 1.0});
                 what = McQuantile::f;
                 break;
             default:

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "host/message/log.h"
 #include "means/hovtest.h"
 #include "means/zmc.h"
 #include "means/zmcline.h"
@@ -142,6 +143,47 @@ TEST_CASE("a quantile is searched for once for a method and pattern of sizes") {
     cache.find(QuantileCache::Kind::range, 0.95, 27, {4});
     CHECK(cache.searches() == 3);
     CHECK(wzmis(cache.find(QuantileCache::Kind::range, 1.5, 27, {3})));
+
+    // The methods with an F quantile, in every display, and the Bayes t.
+    McBlock mc = block({5, 4, 2}, 0);
+    QuantileCache shared;
+    mc.quantiles = &shared;
+    mc.dfe = 12;
+    mc.fratio = 4;
+    std::vector<double> range;
+    for (int again = 0; again < 2; ++again) {
+        for (McDisplay kind : {McDisplay::differences, McDisplay::lines}) {
+            for (McMethod method : {McMethod::t, McMethod::bon, McMethod::sidak, McMethod::scheffe, McMethod::waller}) {
+                CHECK(zmccrit(mc, kind, method));
+            }
+        }
+        CHECK(zmcrang(McMethod::regwf, mc, range, nullptr));
+        CHECK(shared.searches() == 5);  // REGWF's are those of t and of Scheffe's test
+    }
+}
+
+TEST_CASE("REGWQ: a span without quantile takes the next longer one's, however many of them there are") {
+    // Quantiles end at 0.9999999: of 30 means at this alpha the levels of spans up to 6 lie beyond.
+    std::vector<double> range;
+    McBlock mc = block(descending(30), 0);
+    QuantileCache cache;
+    mc.quantiles = &cache;
+    mc.dfe = 120;
+    mc.se = 1;
+    mc.alpha = 4.5e-7;
+    const std::size_t before = host_log().entries().size();
+    REQUIRE(zmcrang(McMethod::regwq, mc, range, nullptr));
+    CHECK(host_log().entries().size() == before + 5);  // one for each of 2 to 6
+    for (std::size_t s = 0; s < 5; ++s) CHECK(range[s] == range[5]);
+    CHECK(range[5] > 0);
+    // The longest span has nothing to take over; the methods that go upward stop at the first failure.
+    mc.alpha = 0.5e-7;
+    CHECK_FALSE(zmcrang(McMethod::regwq, mc, range, nullptr));
+    mc.alpha = 0.5;
+    CHECK_FALSE(zmcrang(McMethod::duncan, mc, range, nullptr));  // 0.5^29 for the longest span
+    CHECK(range[5] > 0);
+    CHECK(host_log().entries().back().number == 145);
+    CHECK(zmcrang(McMethod::snk, mc, range, nullptr));
 }
 
 TEST_CASE("methods without a critical value say so and leave the block as it was") {
