@@ -22,6 +22,25 @@ constexpr std::array<Row, N - Dropped> without(const Row (&rows)[N], const std::
     return kept;
 }
 
+/// A table of the rows that have one of these names.
+template <std::size_t Kept, class Row, std::size_t N>
+constexpr std::array<Row, Kept> only(const Row (&rows)[N], const std::string_view (&names)[Kept]) {
+    std::array<Row, Kept> kept{};
+    std::size_t n = 0;
+    for (const Row& row : rows) {
+        for (const std::string_view name : names) {
+            if (first_name(row.names) == name) kept[n++] = row;
+        }
+    }
+    return kept;
+}
+
+/// The statement with these options in place of all.
+constexpr StatementRule narrowed(StatementRule rule, std::span<const Option> options) {
+    rule.options = options;
+    return rule;
+}
+
 // ---- PROC -----------------------------------------------------------------------------------------------------------
 
 inline constexpr int procedure_anova_bit = 1;
@@ -104,12 +123,43 @@ inline constexpr Option model_options[] = {
      .help = "a coefficient of an estimable function below it is 0; 1E-8 if absent"},
 };
 
+inline constexpr StatementRule model_rule{.names = "MODEL",
+                                          .body = Body::model,
+                                          .highest = 5,
+                                          .slot = 5,
+                                          .options = model_options,
+                                          .form = "MODEL dependents = effects / options;",
+                                          .help = "the model to fit"};
+
 // ---- TEST -----------------------------------------------------------------------------------------------------------
 
 inline constexpr Option test_clauses[] = {
     {.names = "H", .takes = Takes::effects, .slot = 3, .use = use_model, .help = "the effects to test"},
     {.names = "E", .takes = Takes::effect, .slot = 4, .use = use_model, .help = "the effect that is the error term"},
 };
+
+inline constexpr Option test_options[] = {
+    {.names = "HTYPE",
+     .takes = Takes::number,
+     .slot = 1,
+     .low = 1,
+     .high = 4,
+     .help = "type of the hypotheses; the highest of the model if absent"},
+    {.names = "ETYPE",
+     .takes = Takes::number,
+     .slot = 2,
+     .low = 1,
+     .high = 4,
+     .help = "type of the error term; the highest of the model if absent"},
+};
+
+inline constexpr StatementRule test_rule{.names = "TEST",
+                                         .body = Body::ordered,
+                                         .highest = 4,
+                                         .clauses = test_clauses,
+                                         .options = test_options,
+                                         .form = "TEST H=effects E=effect / options;",
+                                         .help = "tests with an error term of choice"};
 
 // ---- MANOVA ---------------------------------------------------------------------------------------------------------
 
@@ -156,6 +206,15 @@ inline constexpr Option manova_options[] = {
      .help = "type of the error matrix of E=; the highest of the model if absent"},
 };
 
+inline constexpr StatementRule manova_rule{
+    .names = "MANOVA",
+    .body = Body::clauses,
+    .highest = 8,
+    .clauses = manova_clauses,
+    .options = manova_options,
+    .form = "MANOVA [H=effects] [E=effect] [M=rows] [MNAMES=names] [PREFIX=name] / options;",
+    .help = "multivariate tests"};
+
 // ---- REPEATED -------------------------------------------------------------------------------------------------------
 
 /// The transformation of a factor without a word.
@@ -196,8 +255,14 @@ inline constexpr Option repeated_options[] = {
     {.names = "ETYPE", .takes = Takes::number, .slot = 8, .low = 1, .high = 4, .help = "accepted, without effect"},
 };
 
-inline constexpr std::string_view repeated_form =
-    "REPEATED factor [levels] [(values)] [transformation] , ... / options;";
+inline constexpr StatementRule repeated_rule{
+    .names = "REPEATED",
+    .body = Body::factors,
+    .highest = 9,
+    .options = repeated_options,
+    .choices = repeated_transformations,
+    .form = "REPEATED factor [levels] [(values)] [transformation] , ... / options;",
+    .help = "the dependent variables are repeated measures over these factors"};
 
 // ---- MEANS ----------------------------------------------------------------------------------------------------------
 
@@ -229,7 +294,10 @@ inline constexpr Choice homogeneity_tests[] = {
     {.names = "LEVENE LV", .bit = 29, .settings = levene_settings, .help = "Levene's test; the default"},
     {.names = "BF", .bit = 30, .settings = bf_settings, .help = "the test of Brown and Forsythe"},
     {.names = "OBRIEN OB", .bit = 31, .settings = obrien_settings, .help = "O'Brien's test"},
-    {.names = "MBF", .bit = 32, .settings = mbf_settings, .help = "the modified test of Brown and Forsythe, by O'Brien and Tobias"},
+    {.names = "MBF",
+     .bit = 32,
+     .settings = mbf_settings,
+     .help = "the modified test of Brown and Forsythe, by O'Brien and Tobias"},
     {.names = "BARTLETT BAR", .bit = 33, .settings = bartlett_settings, .help = "Bartlett's test"},
 };
 
@@ -315,6 +383,16 @@ inline constexpr Option means_options[] = {
      .slot = 12,
      .help = "data set of the values that the test of equal variances analyses"},
 };
+
+inline constexpr StatementRule means_rule{.names = "MEANS MEAN",
+                                          .body = Body::effects,
+                                          .highest = 14,
+                                          .slot = 7,
+                                          .use = use_model | use_class,
+                                          .required = true,
+                                          .options = means_options,
+                                          .form = "MEANS effects / options;",
+                                          .help = "means of the observations by effects, and their comparison"};
 
 // ---- list statements ------------------------------------------------------------------------------------------------
 

@@ -9,11 +9,13 @@ constexpr auto anova_proc_options = without(proc_options, {"ALPHA"});
 constexpr auto anova_means_options = without(means_options, {"ETYPE", "HTYPE"});
 constexpr auto anova_manova_options = without(manova_options, {"HTYPE", "ETYPE"});
 constexpr auto anova_repeated_options = without(repeated_options, {"MEAN", "HTYPE", "ETYPE"});
+constexpr auto anova_model_options = only(model_options, {"NOUNI", "INT"});
 
-constexpr Option anova_model_options[] = {
-    {.names = "NOUNI", .bit = 19, .help = "no univariate tables"},
-    {.names = "INT INTERCEPT", .bit = 20, .help = "test the intercept like an effect"},
-};
+constexpr StatementRule anova_test_rule() {
+    StatementRule rule = narrowed(test_rule, {});
+    rule.form = "TEST H=effects E=effect;";
+    return rule;
+}
 
 constexpr StatementRule statements[] = {
     {.names = "PROC",
@@ -26,42 +28,11 @@ constexpr StatementRule statements[] = {
     by_rule,
     class_rule,
     freq_rule,
-    {.names = "MODEL",
-     .body = Body::model,
-     .highest = 5,
-     .slot = 5,
-     .options = anova_model_options,
-     .form = "MODEL dependents = effects / options;",
-     .help = "the model to fit"},
-    {.names = "TEST",
-     .body = Body::ordered,
-     .highest = 4,
-     .clauses = test_clauses,
-     .form = "TEST H=effects E=effect;",
-     .help = "tests with an error term of choice"},
-    {.names = "MANOVA",
-     .body = Body::clauses,
-     .highest = 8,
-     .clauses = manova_clauses,
-     .options = anova_manova_options,
-     .form = "MANOVA [H=effects] [E=effect] [M=rows] [MNAMES=names] [PREFIX=name] / options;",
-     .help = "multivariate tests"},
-    {.names = "REPEATED",
-     .body = Body::factors,
-     .highest = 9,
-     .options = anova_repeated_options,
-     .choices = repeated_transformations,
-     .form = repeated_form,
-     .help = "the dependent variables are repeated measures over these factors"},
-    {.names = "MEANS MEAN",
-     .body = Body::effects,
-     .highest = 14,
-     .slot = 7,
-     .use = use_model | use_class,
-     .required = true,
-     .options = anova_means_options,
-     .form = "MEANS effects / options;",
-     .help = "means of the observations by effects, and their comparison"},
+    narrowed(model_rule, anova_model_options),
+    anova_test_rule(),
+    narrowed(manova_rule, anova_manova_options),
+    narrowed(repeated_rule, anova_repeated_options),
+    narrowed(means_rule, anova_means_options),
 };
 
 constexpr RefusedStatement refused[] = {
