@@ -29,6 +29,8 @@ void xttksp();                           ///< skips tokens to the end of the cur
 Statement* zstmtfr(Proc* proc, Statement* record);  ///< unlinks and frees a record; returns the one before it
 void xowgate(int (*gate)());             ///< registers the gate that tells whether WHERE can still apply
 std::string_view wtinfo(int request);    ///< 1: the name under which the procedure was invoked
+/// False when it is certain that no statement of the step follows the ones that have been read.
+bool xsmore();
 /// Names the statement that is being carried out, for messages that arise while it runs; null for none.
 void xsnow(const Statement* statement);
 

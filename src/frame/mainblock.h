@@ -21,6 +21,7 @@ struct FrameState {
     int interactive = 0;  ///< the host option INTERACTIVE
     int idle = 1;         ///< 0 during a call of the dispatcher
     int runstate = 0;
+    bool ingroup = false;  ///< the group of a run without BY groups has been entered
     Statement* resume = nullptr;  ///< last statement executed in a single-pass run
     int passstop = 0;             ///< -99 when the BY group has no usable observation
     int modelseen = 0;

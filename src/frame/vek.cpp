@@ -46,6 +46,19 @@ void close_data_sets(MainBlock& F) {
     xexit(code, 0);
 }
 
+/// The data sets that statements have begun to write begin anew when the statement is carried out again.
+void abandon_data_sets(MainBlock& F) {
+    for (Statement* s = proc().head; s != nullptr; s = s->next) {
+        if (s->work == nullptr) continue;
+        s->work = nullptr;
+        for (int k = 0; k <= s->highest; ++k) {
+            if (s->slot(k).type == slot_output) xoclose(s->slot(k).handle);
+        }
+    }
+    F.outds = nullptr;
+    F.outstate = nullptr;
+}
+
 bool has_by_or_passes(const Proc& P, const MainBlock& F) {
     return P.head != nullptr && (P.head->slot(proc_by).count > 0 || F.zgm.npass > 1);
 }
@@ -65,11 +78,7 @@ void run_passes() {
         F.ncontrast = F.nestimate = F.ntest = 0;
         F.runstate = runstate_pass;
         dispatch(proc().head, phase_pass);
-        for (UtilityFile* file : {F.zgm.ufile, F.ufile2, F.ufile3, F.ufile4}) {
-            if (file != nullptr) xcpoint(file);
-        }
-        vmfree_handler(xmainpool(), F.abase);
-        F.abase = nullptr;
+        rewind_work(F);
         folder.close();
     }
 }
@@ -100,14 +109,17 @@ int vekdo(bool final) {
             vekterm(P.rc);
         }
         if (F.runstate != runstate_none) return 0;
+        // BY behind the first RUN: what has been carried out for all observations is carried out for each group.
+        if (F.modelstmt != nullptr) abandon_data_sets(F);
         F.runstate = runstate_initialising;
         dispatch(P.head, phase_initialise);
-        F.runstate = runstate_before_groups;
-        // Without a MODEL statement there is no data set to go through.
-        if (F.zgm.data != nullptr) {
+        if (F.modelstmt != nullptr) {
+            F.runstate = runstate_before_groups;
             run_groups(final);
-        } else if (final) {
-            vekterm(P.rc);
+        } else {
+            // There was no MODEL statement, and nothing to carry out: a later RUN can be the first.
+            F.runstate = runstate_none;
+            if (final) vekterm(P.rc);
         }
         return 0;
     }
@@ -146,7 +158,10 @@ constexpr ListStatement list_statements[] = {
 bool vekchk() {
     MainBlock& F = mainblock();
     Proc& P = proc();
-    F.idle = 1;  // a dispatcher that an interrupt has ended is over
+    if (F.idle == 0) {
+        F.idle = 1;  // a dispatcher that an interrupt has ended is over
+        abandon_data_sets(F);
+    }
     if (P.state != -2) P.state = -1;
     F.undoslot = -1;
     const std::string_view keyword = xttkcur();
@@ -215,12 +230,18 @@ int vekwhe() {
     return 0;
 }
 
+/// With a new condition the observations begin anew.
+int vekwhe_end() {
+    if (proc().rc == 0) mainblock().ingroup = false;
+    return vekwhe();
+}
+
 constexpr Callbacks callbacks{.quit = vekquit,
                               .statement_parsed = vekfix,
                               .statement_begins = vekchk,
                               .run = vekrun,
                               .where = vekwhe,
-                              .where_end = vekwhe};
+                              .where_end = vekwhe_end};
 
 }  // namespace
 

@@ -90,13 +90,45 @@ void check_type(Statement& s, int slot) {
     if (s.highest >= slot) chktyp(&s.slot(slot).value, F.sstypes, F.defsstype);
 }
 
+/// True for statements that go through the observations once more.
+bool reads_observations(const Statement& s) {
+    if (s.is("MOD")) return s.option(model_predicted) || s.option(model_clm) || s.option(model_cli);
+    return s.is("MEA") || s.is("OUT") || s.is("LSM") || s.is("REP");
+}
+
 /// OUTPUT is remembered for the end of the call; MANOVA and REPEATED want the same observations for all responses.
+/// Where nothing but the fit can read the observations, its sums are made while the data are read. With BY groups what
+/// stands behind the RUN is not carried out.
 void look_ahead(Dispatch& d, Statement* first) {
     MainBlock& F = mainblock();
+    F.zgm.fitonly = d.phase == phase_levels || !xsmore();
+    F.zgm.originshift = origin_shifts(F);
     for (Statement* s = first; s != nullptr; s = s->next) {
         if (s->is("OUT")) d.outstmt = s;
         if (s->is("MAN") || s->is("REP")) F.zgm.multivar = true;
+        if (reads_observations(*s)) F.zgm.fitonly = false;
     }
+}
+
+/// Forgets the fit that was made or begun before: MODEL is carried out again.
+void forget_fit(MainBlock& F) {
+    rewind_work(F);
+    xmpoold(F.zgm.pool);
+    F.zgm.pool = nullptr;
+    forget_levels(F.zgm);
+    F.zgm.npass = 0;
+    F.passstop = 0;
+    F.ncontrast = F.nestimate = F.ntest = 0;
+}
+
+/// Enters the one group of a run without BY groups. A run that an interrupt has ended is in it already.
+bool enter_group(MainBlock& F) {
+    if (F.ingroup) {
+        xbyrwnd(F.zgm.data);
+    } else {
+        F.ingroup = xbynext(F.zgm.data);
+    }
+    return F.ingroup;
 }
 
 enum class Levels { go_on, no_observation, several_passes };
@@ -235,6 +267,14 @@ void chktyp(double* type, int sstypes, int defsstype) {
     if (t == 0 || (sstypes & sstype_bit(t & 7)) == 0) *type = defsstype;
 }
 
+void rewind_work(MainBlock& F) {
+    for (UtilityFile* file : {F.zgm.ufile, F.ufile2, F.ufile3, F.ufile4}) {
+        if (file != nullptr) xcpoint(file);
+    }
+    vmfree_handler(xmainpool(), F.abase);
+    F.abase = nullptr;
+}
+
 Statement* vekpars(Statement* first, int phase) {
     if (first == nullptr) return nullptr;
     MainBlock& F = mainblock();
@@ -259,11 +299,12 @@ Statement* vekpars(Statement* first, int phase) {
         }
         if (F.inmodel == 1) {
             if (phase == phase_single || phase == phase_initialise) {
+                if (F.zgm.data != nullptr) forget_fit(F);
                 vekinit();
                 trace(F, "return from vekinit");
             }
             if (phase == phase_initialise) return nullptr;
-            if (phase == phase_single && !xbynext(F.zgm.data)) return nullptr;
+            if (phase == phase_single && !enter_group(F)) return nullptr;
             if (phase == phase_single || phase == phase_levels) {
                 const Levels levels = level_pass(d, s);
                 if (levels == Levels::no_observation) continue;

@@ -96,7 +96,7 @@ void tell_lost(const ModelBlock& zgm, const LevelPass& pass, int row) {
     } else {
         variable = first_missing(pass, zgm.yvars, pass.yplace, zgm.ny, row);
     }
-    xolost(pass.list, variable, pass.start + row);
+    if (variable >= 0) xolost(pass.list, variable, pass.start + row);
 }
 
 /// Notes which dependent variables a row has; how many they are.
@@ -169,13 +169,14 @@ void count_observations(const ModelBlock& zgm, LevelPass& pass) {
 
 void classify_rows(ModelBlock& zgm, LevelPass& pass) {
     std::fill_n(pass.trouble, pass.rows, std::uint8_t{0});
-    pass.clean = !mark_trouble(zgm, pass);
+    // Without a dependent variable every row lacks all of them.
+    pass.clean = !mark_trouble(zgm, pass) && zgm.ny > 0;
     cut_frequencies(zgm, pass);
     std::fill_n(pass.type, pass.rows, static_cast<std::int16_t>(record_all));
     if (!pass.clean) {
         for (int r = 0; r < pass.rows; ++r) {
             std::uint64_t* active = pass.active + std::ptrdiff_t{r} * pass.words;
-            if (pass.trouble[r] == 0) {
+            if (pass.trouble[r] == 0 && zgm.ny > 0) {
                 std::copy_n(pass.all, pass.words, active);
                 continue;
             }

@@ -51,9 +51,7 @@ void allocate_fit(MainBlock& F, ColumnRange& range) {
     F.work2 = array<double>(pool, q);
     range.minimum = array<double>(pool, q);
     std::fill_n(range.minimum, q, std::numeric_limits<double>::max());
-    // Crossproducts with y are taken about the first observation where an intercept absorbs the shift.
-    const bool shift = !model_option(F, model_intercept) && zgm.neff > 0 && !zgm.noint1;
-    F.yorigin = shift ? array<double>(pool, nyp) : nullptr;
+    F.yorigin = origin_shifts(F) ? array<double>(pool, nyp) : nullptr;
     grow_work_area(F, (triangle_size(q) + nyp * nyp) * std::int64_t{sizeof(double)});
     std::fill_n(F.abase, triangle_size(q), 0.0);
     for (int i = 0, c = 0; i <= zgm.neff; ++i) {
@@ -184,6 +182,10 @@ void write_raw_sums(MainBlock& F) {
 }  // namespace
 
 bool model_option(const MainBlock& F, int bit) { return F.modelstmt != nullptr && F.modelstmt->option(bit); }
+
+bool origin_shifts(const MainBlock& F) {
+    return !model_option(F, model_intercept) && F.zgm.neff > 0 && !F.zgm.noint1;
+}
 
 void grow_work_area(FitState& F, std::int64_t bytes) {
     if (F.abase != nullptr && bytes <= F.abytes) return;

@@ -22,6 +22,9 @@ void grow_work_area(FitState& F, std::int64_t bytes);
 /// `after_shift`, when given, completes the packed reduction (nyp by nyp, packed lower triangle) before it is written.
 void write_reduction(FitState& F, const ModelBlock& zgm, const double* restore_origin_sums);
 
+/// True when crossproducts with y are taken about the first observation: an intercept absorbs the shift.
+bool origin_shifts(const MainBlock& F);
+
 /// True for an option of the MODEL statement.
 bool model_option(const MainBlock& F, int bit);
 constexpr int model_noint = 1, model_e = 2, model_e1 = 4, model_e2 = 5, model_xpx = 12, model_solution = 13,

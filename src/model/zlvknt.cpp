@@ -238,6 +238,15 @@ void need_records(ModelBlock& zgm) {
     pass->rereading = false;
 }
 
+void forget_levels(ModelBlock& zgm) {
+    if (zgm.levpass != nullptr) {
+        xvgett(zgm.levpass->list);
+        xmpoold(zgm.levpass->pool);
+    }
+    zgm.levpass = nullptr;
+    zgm.reader = nullptr;
+}
+
 int zlvknt(ModelBlock& zgm, HostObject* out) {
     if (zgm.levpass == nullptr) zgm.levpass = make_level_pass(zgm);
     LevelPass& pass = *zgm.levpass;

@@ -17,6 +17,9 @@ constexpr int zlvknt_done = 0, zlvknt_no_observation = 1, zlvknt_too_many_levels
 /// than most_levels (then reading stops at once and no table is made).
 int zlvknt(ModelBlock& zgm, HostObject* out);
 
+/// Gives back what the level pass keeps from group to group; the next call begins as the first did.
+void forget_levels(ModelBlock& zgm);
+
 /// True when dependent variable y is present in some observation at the level with number `levelno`.
 inline bool zlvactv(const LevelList& list, int levelno, int y) {
     return ((list.active[static_cast<std::ptrdiff_t>(levelno) * list.words + (y >> 6)] >> (y & 63)) & 1) != 0;

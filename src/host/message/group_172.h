@@ -7,7 +7,7 @@
 namespace vek {
 
 inline constexpr CatalogueRow group_172[] = {
-    {1, Level::note, "a step with BY groups is carried out once, at its first RUN",
+    {1, Level::note, "a step with BY groups is carried out once, at the first RUN behind BY",
      "Statements behind that RUN are not carried out; put them before it."},
     {2, Level::error, "a utility file could not be opened"},
     {3, Level::warning, "the error has negative degrees of freedom; its mean square and the tests are missing",

@@ -331,6 +331,23 @@ void StatementReader::name_statement(const Statement* statement) {
     host_log().set_statement(place != step_.places.end() ? place->second : Place{});
 }
 
+/// False when the step ends behind the statement at hand: with QUIT, the next PROC or the program. What will be typed at
+/// a prompt is not known.
+bool StatementReader::step_may_go_on() const {
+    if (!in_step_) return false;
+    if (session().prompting()) return true;
+    const Token& last = cursor_.token(cursor_.size() - 1);
+    std::string_view rest = std::string_view(scanner_.text()).substr(last.offset + last.bytes);
+    for (;;) {
+        rest.remove_prefix(std::min(rest.find_first_not_of(" \t\r\n;"), rest.size()));
+        if (rest.substr(0, 2) != "/*") break;
+        rest.remove_prefix(std::min(rest.find("*/"), rest.size() - 2) + 2);
+    }
+    const std::string word = upper_case(rest.substr(0, 5));
+    const bool whole = word.size() < 5 || word.find_first_of(" \t\r\n;", 4) == 4;
+    return !rest.empty() && !(whole && (word.substr(0, 4) == "QUIT" || word.substr(0, 4) == "PROC"));
+}
+
 // ---- the statements of a step ---------------------------------------------------------------------------------------
 
 /// Tells the procedure that a statement begins; true when it refuses it.
@@ -585,6 +602,8 @@ void xttksp() {
 void xowgate(int (*gate)()) { set_where_gate(gate); }
 
 std::string_view wtinfo(int) { return session().procedure(); }
+
+bool xsmore() { return running == nullptr || running->step_may_go_on(); }
 
 void xsnow(const Statement* statement) {
     if (running != nullptr) running->name_statement(statement);

@@ -32,6 +32,7 @@ class StatementReader {
     std::string_view current_text() const { return current_text_; }
     void skip_to_end() { cursor_.to_end(); }
     void name_statement(const Statement* statement);
+    bool step_may_go_on() const;
     const Step& step() const { return step_; }
 
     /// The reader whose program is running; null outside.
