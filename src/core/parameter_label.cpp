@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <set>
 #include <span>
+#include <vector>
 
 #include "frame/host_message.h"
 #include "frame/text.h"
@@ -60,31 +62,56 @@ std::string ParameterLabel::number(double value) const {
     return std::string(wzstjus(std::string_view(buffer, sizeof buffer)));
 }
 
+std::string ParameterLabel::empty_cell(const Effect& cells, const Effect& own, int column) const {
+    const auto n = static_cast<std::size_t>(cells.nclass());
+    std::vector<int> levels(n, 0), wanted(n, -1);
+    bool shared = false;
+    for (std::size_t v = 0; v < n; ++v) {
+        const int place = zlstmem(class_list(own), cells.cross[v]);
+        if (place >= own.nclass()) continue;
+        levels[v] = wanted[v] = level_number(own, column, place);
+        shared = true;
+    }
+    std::int64_t all = 1;
+    for (int variable : class_list(cells)) all *= F.zgm.tables[variable].nlev;
+    if (!shared || all == cells.mod->ncols) return {};
+    std::set<std::vector<int>> filled;
+    for (int c = 0; c < cells.mod->ncols; ++c) {
+        std::vector<int> cell(n);
+        for (std::size_t v = 0; v < n; ++v) cell[v] = level_number(cells, c, static_cast<int>(v));
+        filled.insert(std::move(cell));
+    }
+    // All combinations that have the wanted levels, the last variable fastest: at most one more than there are cells.
+    while (filled.count(levels) != 0) {
+        std::size_t v = n;
+        while (v > 0 && (wanted[v - 1] >= 0 || levels[v - 1] + 1 >= F.zgm.tables[cells.cross[v - 1]].nlev)) {
+            --v;
+            if (wanted[v] < 0) levels[v] = 0;
+        }
+        if (v == 0) return {};
+        ++levels[v - 1];
+    }
+    std::string text;
+    for (std::size_t v = 0; v < n; ++v) {
+        if (v > 0) text += " ";
+        const int variable = cells.cross[v];
+        text.append(F.zgm.classes[variable].name).append("=");
+        text.append(wzstjus(std::string_view(F.zgm.levvals[variable][levels[v]], 16)));
+    }
+    return text;
+}
+
 std::string ParameterLabel::empty_cell_near(int column) const {
     const Effect& own = *F.zgm.effects[F.coleffect[column]];
-    if (own.nclass() == 0) return {};
-    const int c = column - own.mod->firstcol;
-    for (int i = 1; i <= F.zgm.neff; ++i) {
-        const Effect& cells = *F.zgm.effects[i];
-        if (cells.nclass() != 2 || cells.nnest != 0) continue;
-        for (int fixed = 0; fixed < 2; ++fixed) {
-            const int place = zlstmem(class_list(own), cells.cross[fixed]);
-            if (place >= own.nclass()) continue;
-            const int wanted = level_number(own, c, place);
-            const int other = cells.cross[1 - fixed];
-            for (int level = 0; level < F.zgm.tables[other].nlev; ++level) {
-                bool filled = false;
-                for (int cell = 0; cell < cells.mod->ncols && !filled; ++cell) {
-                    filled = level_number(cells, cell, fixed) == wanted && level_number(cells, cell, 1 - fixed) == level;
-                }
-                if (filled) continue;
-                const auto named = [&](int variable, int l) {
-                    return std::string(F.zgm.classes[variable].name)
-                        .append("=")
-                        .append(wzstjus(std::string_view(F.zgm.levvals[variable][l], 16)));
-                };
-                return named(cells.cross[fixed], wanted) + " " + named(other, level);
-            }
+    const int place = column - own.mod->firstcol;
+    int most = 0;
+    for (int i = 1; i <= F.zgm.neff; ++i) most = std::max(most, F.zgm.effects[i]->nclass());
+    for (int order = 2; order <= most; ++order) {
+        for (int i = 1; i <= F.zgm.neff; ++i) {
+            const Effect& cells = *F.zgm.effects[i];
+            if (cells.nclass() != order || cells.nnest != 0) continue;
+            std::string cell = empty_cell(cells, own, place);
+            if (!cell.empty()) return cell;
         }
     }
     return {};

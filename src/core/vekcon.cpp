@@ -145,8 +145,8 @@ bool ContrastRows::build() {
         const std::vector<Entry>& entries = rows[static_cast<std::size_t>(r)];
         for (const Entry& entry : entries) {
             const Effect& e = *entry.effect;
-            const bool in_model = is_intercept(e) || (e.number >= 1 && e.number <= zgm.neff &&
-                                                      zgm.effects[e.number] == &e);
+            const bool in_model =
+                is_intercept(e) || (e.number >= 1 && e.number <= zgm.neff && zgm.effects[e.number] == &e);
             if (!in_model || !place_entry(row(r), entry)) {
                 xpmlog(172, 996, q.s.slot(slot_label).text(), e.text());
                 return false;
@@ -194,26 +194,29 @@ void ContrastRows::explain(int r, int column, double expected) const {
     const ParameterLabel parameter(F);
     const double* coefficients = row(r);
     constexpr int most_shown = 12;
-    std::string shown;
-    int count = 0;
+    std::vector<int> present;
     for (int c = 0; c < zgm.ncol; ++c) {
-        if (coefficients[c] == 0) continue;
-        if (++count > most_shown) {
-            shown += ", ...";
-            break;
-        }
+        if (coefficients[c] != 0) present.push_back(c);
+    }
+    const bool cut = present.size() > most_shown;
+    if (cut) present.resize(most_shown);
+    std::string shown;
+    for (int c : present) {
         if (!shown.empty()) shown += ", ";
         shown += parameter.short_text(c) + " " + parameter.number(coefficients[c]);
     }
+    if (cut) shown += ", ...";
     xpmlog(172, 991, q.s.slot(slot_label).text(), r + 1, shown, parameter.short_text(column),
            parameter.number(coefficients[column]), parameter.number(expected));
-    // A cell without data at a level that the row asks for is the likely reason; else one beside the column in question.
-    std::string empty;
-    for (int c = 0; c < zgm.ncol && empty.empty(); ++c) {
-        if (coefficients[c] != 0) empty = parameter.empty_cell_near(c);
+    // A cell without data at a level that the row asks for is the likely reason; else one beside the column in
+    // question.
+    present.push_back(column);
+    for (int c : present) {
+        const std::string empty = parameter.empty_cell_near(c);
+        if (empty.empty()) continue;
+        xpmlog(172, 992, empty);
+        return;
     }
-    if (empty.empty()) empty = parameter.empty_cell_near(column);
-    if (!empty.empty()) xpmlog(172, 992, empty);
 }
 
 bool ContrastRows::estimable() const {
@@ -238,10 +241,11 @@ bool ContrastRows::estimable() const {
         for (int c = 0; c < p; ++c) m = std::max(m, std::fabs(row(r)[c]));
         if (m == 0) m = 1;
         for (int c = 0; c < p; ++c) {
-            const double s = LH[static_cast<std::size_t>(r) * static_cast<std::size_t>(p) + static_cast<std::size_t>(c)];
+            const double s =
+                LH[static_cast<std::size_t>(r) * static_cast<std::size_t>(p) + static_cast<std::size_t>(c)];
             if (!(std::fabs(row(r)[c] - s) > m * q.singular)) continue;
             if ((F.flags & flag_trace) != 0) xpsout("problem at element %d", c);
-            explain(r, c, s);
+            explain(r, c, std::fabs(s) > m * q.singular ? s : 0);
             all = false;
             break;
         }

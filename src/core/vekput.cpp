@@ -33,12 +33,18 @@ double model_level(const MainBlock& F) {
 
 // ---- solution -----------------------------------------------------------------------------------------------------
 
+/// Stretches of blanks, which the text of a level may have inside, as one blank each.
+std::string single_blanks(std::string text) {
+    text.erase(std::unique(text.begin(), text.end(), [](char a, char b) { return a == ' ' && b == ' '; }), text.end());
+    return text;
+}
+
 /// The expansion of each parameter's expected value, for ALIASING.
 std::vector<std::string> expected_values(const MainBlock& F, const Prediction& fit) {
     const ModelBlock& zgm = F.zgm;
     const ParameterLabel parameter(F);
     const auto label = [&](int e, int place) {
-        return rdvmsg(172, 392, parameter.short_text(zgm.modrecs[e]->firstcol + place));
+        return rdvmsg(172, 392, single_blanks(parameter.short_text(zgm.modrecs[e]->firstcol + place)));
     };
     const auto p = static_cast<std::size_t>(zgm.ncol);
     std::vector<std::string> texts(p);
@@ -126,8 +132,8 @@ void veksol(MainBlock& F, int k) {
             if (place < 0) {
                 row.figures = {.estimate = 0};
             } else {
-                row.figures = estimate_figures(fit.estimate(k, place), std::max(0.0, fit.diagonal(place)), ms,
-                                               F.dferror, tcrit);
+                row.figures =
+                    estimate_figures(fit.estimate(k, place), std::max(0.0, fit.diagonal(place)), ms, F.dferror, tcrit);
             }
             if (F.aliasing) row.expected = expected[static_cast<std::size_t>(c)];
             t.row();
@@ -208,6 +214,7 @@ class PredictionList {
     void fill(const Replay& replay);
     void set_limits(double h, double w);
     bool used() const;
+    double largest_observed() const;
     void print_summary();
 
     MainBlock& F;
@@ -271,6 +278,14 @@ bool PredictionList::used() const {
     return true;
 }
 
+double PredictionList::largest_observed() const {
+    double largest = 0;
+    for (Replay replay(zgm, nullptr, nullptr); replay.valid(); replay.next()) {
+        if (used()) largest = std::max(largest, std::fabs(zgm.yval[y_index]));
+    }
+    return largest;
+}
+
 void PredictionList::set_limits(double h, double w) {
     if (mode == mode_individual_limits) {
         if (wzmis(w)) return;
@@ -328,8 +343,7 @@ void PredictionList::fill(const Replay& replay) {
 
 void PredictionList::print_summary() {
     const bool with_press = mode != mode_predicted;
-    const double width_value =
-        with_press && sums.press_complete ? std::max(sums.squares, sums.press) : sums.squares;
+    const double width_value = with_press && sums.press_complete ? std::max(sums.squares, sums.press) : sums.squares;
     const int decimals = vekpfmt(width_value, 12, 8);
     double autocorrelation = 0, durbin_watson = 0;
     if (sums.n > 1 && sums.squares > 1e-12) {
@@ -353,8 +367,7 @@ void PredictionList::print() {
     constexpr int width = 15;
     Folder folder(F.out, "Predictions", rdvmsg(172, 354));
     choose_id_columns();
-    const double origin = F.yorigin != nullptr ? std::fabs(F.yorigin[k]) : 0;  // colmax is taken about it
-    int decimals = vekpfmt((F.colmax[zgm.ncol + k] + origin) * 1000, width, 8);
+    int decimals = vekpfmt(largest_observed() * 1000, width, 8);
     if (decimals == 0) decimals = 3;
     const bool limits = mode != mode_predicted;
     Table t(F.out, "PredictedValues", rdvmsg(172, 355));

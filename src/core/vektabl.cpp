@@ -1,5 +1,5 @@
-// vektabl: the univariate report. For each dependent variable: overall analysis of variance, fit statistics, the tests of
-// each requested type, then contrasts, tests with other error terms, estimates, solution and predictions.
+// vektabl: the univariate report. For each dependent variable: overall analysis of variance, fit statistics, the tests
+// of each requested type, then contrasts, tests with other error terms, estimates, solution and predictions.
 #include "core/vektabl.h"
 
 #include <algorithm>
@@ -40,7 +40,10 @@ std::int64_t mean_df(const MainBlock& F) { return F.zgm.nabsorb > 0 ? 1 : F.df1[
 
 std::int64_t observations(const MainBlock& F) { return F.zgm.ynobs[F.zgm.ylist[0]]; }
 
-std::int32_t as_df(std::int64_t n) { return static_cast<std::int32_t>(std::clamp<std::int64_t>(n, 0, 2147483647)); }
+constexpr std::int64_t largest_df = 2147483647;
+
+/// A count of observations as degrees of freedom, never negative.
+std::int32_t as_df(std::int64_t n) { return static_cast<std::int32_t>(std::clamp<std::int64_t>(n, 0, largest_df)); }
 
 double r_square(const DependentReport& r, const ResponseSums& y) {
     const ModelBlock& zgm = r.F.zgm;
@@ -176,7 +179,7 @@ void print_variable_notes(const MainBlock& F) {
 
 AnovaRow error_of_fit(const MainBlock& F, int k) {
     AnovaRow error;
-    error.df = as_df(F.dferror);
+    error.df = static_cast<std::int32_t>(std::clamp<std::int64_t>(F.dferror, -largest_df, largest_df));
     error.ss = error_ss(F, k);
     error.ms = error_ms(F, error.ss);
     return error;
@@ -195,12 +198,7 @@ bool wants_predictions(const MainBlock& F) {
 void report_dependent(MainBlock& F, int pending, const TableRanges& ranges, HostObject* out, int k) {
     const ModelBlock& zgm = F.zgm;
     const int y = zgm.ylist[k];
-    DependentReport r{.F = F,
-                      .k = k,
-                      .out = out,
-                      .matrix = F.yypack,
-                      .error = error_of_fit(F, k),
-                      .name = F.ynames[y]};
+    DependentReport r{.F = F, .k = k, .out = out, .matrix = F.yypack, .error = error_of_fit(F, k), .name = F.ynames[y]};
     Folder folder;
     folder.open(out, r.name, r.name, {.key = "Dependent", .width = F.ynamew});
     const VariableDescriptor descriptor = xvname(zgm.data, zgm.yvars[y]);
@@ -241,11 +239,16 @@ double DependentReport::contrast_ss(int contrast) const {
 int effect_df(const FitState& F, int type, int effect) {
     switch (type) {
         case 1:
-        case 6: return F.df1[effect];
-        case 2: return F.df2[effect];
-        case 3: return F.df3[effect];
-        case 4: return F.df4[effect];
-        default: return -9999;
+        case 6:
+            return F.df1[effect];
+        case 2:
+            return F.df2[effect];
+        case 3:
+            return F.df3[effect];
+        case 4:
+            return F.df4[effect];
+        default:
+            return -9999;
     }
 }
 
