@@ -1,4 +1,4 @@
-// Writes the data files of the benchmarks: eight layouts, from two crossed classes over 2,000,000 rows to 100,000 BY
+// Writes the data files of the benchmarks: nine layouts, from two crossed classes over 2,000,000 rows to 100,000 BY
 // groups. The same arguments give the same bytes on every machine.
 //
 //     generate LAYOUT [ROWS] > file.csv      rows default to the size that the comparisons use
@@ -62,6 +62,14 @@ void manylevels(Writer& out, Stream& random, long rows) {
     for (long i = 0; i < rows; ++i) {
         const int a = random.below(1000), b = random.below(300);
         out.text("a", a), out.text("b", b), out.number(50 + 0.01 * a + 0.02 * b + random.bell(), 4), out.end();
+    }
+}
+
+void parameters(Writer& out, Stream& random, long rows) {
+    out.line = "a,b,y\n";
+    for (long i = 0; i < rows; ++i) {
+        const int a = random.below(1200), b = random.below(799);
+        out.text("a", a), out.text("b", b), out.number(20 + 0.01 * a - 0.02 * b + random.bell(), 4), out.end();
     }
 }
 
@@ -135,6 +143,7 @@ struct Layout {
 constexpr Layout layouts[] = {
     {"classes", 2000000, classes, "classes of 10 and 20 levels with unequal cells, two covariates, a response"},
     {"manylevels", 200000, manylevels, "classes of 1,000 and 300 levels"},
+    {"parameters", 20000, parameters, "classes of 1,200 and 799 levels, few rows a level"},
     {"regressors", 50000, regressors, "800 regressors"},
     {"absorbed", 1000000, absorbed, "50,000 groups of 20 rows in order, a class of 8, a covariate"},
     {"oneclass", 5000000, oneclass, "a class of 50 levels"},

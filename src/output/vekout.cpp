@@ -169,14 +169,19 @@ bool define_variables(const MainBlock& F, const Statement& s, OutputState& o) {
     return true;
 }
 
-/// The state of the statement, made at its first call; null when it has been refused.
-OutputState* state_of(MainBlock& F, Statement& s) {
+/// The state of the statement, made at its first call; null when it has been refused, which the log says once.
+OutputState* state_of(MainBlock& F, Statement& s, double alpha) {
     if (s.work != nullptr) {
         auto* o = static_cast<OutputState*>(s.work);
         return o->refused ? nullptr : o;
     }
     auto* o = object<OutputState>(xmainpool());
     s.work = o;
+    o->refused = s.option(option_fixed_level) && alpha != 0.05;
+    if (o->refused) {
+        xpmlog(212, 600, alpha);
+        return nullptr;
+    }
     std::uint32_t wanted = 0;
     for (double code : s.slot(slot_codes).numbers()) wanted |= stat_bit(static_cast<int>(code));
     o->flags = close_statistics(wanted);
@@ -198,11 +203,7 @@ void vekout(MainBlock& F, Statement& s) {
         return;
     }
     const double alpha = s.slot(slot_alpha).given() ? s.slot(slot_alpha).value : F.alpha;
-    if (s.option(option_fixed_level) && alpha != 0.05) {
-        xpmlog(212, 600, alpha);
-        return;
-    }
-    OutputState* o = state_of(F, s);
+    OutputState* o = state_of(F, s, alpha);
     if (o != nullptr) OutputPass(F, *o, alpha).run();
 }
 
