@@ -149,7 +149,7 @@ void forward_sweep(MainBlock& F, const ColumnRange& range) {
         const double d = walk.pivot(c);
         range.minimum[c] = d;
         F.colpivot[c] = 0;
-        if (d < F.coltol[c]) {
+        if (!is_pivot(d, F.coltol[c])) {
             // The column is a combination of earlier ones: its row goes, and so do the remains of it in the swept rows.
             walk.clear_dependent(c, F.coltol[c], F.colpivot);
         } else {

@@ -25,6 +25,9 @@ void write_reduction(FitState& F, const ModelBlock& zgm, const double* restore_o
 /// True when crossproducts with y are taken about the first observation: an intercept absorbs the shift.
 bool origin_shifts(const MainBlock& F);
 
+/// True when a column can be swept on the diagonal element d; never on 0, also where the tolerance is.
+constexpr bool is_pivot(double d, double tolerance) { return d >= tolerance && d > 0; }
+
 /// True for an option of the MODEL statement.
 bool model_option(const MainBlock& F, int bit);
 constexpr int model_noint = 1, model_e = 2, model_e1 = 4, model_e2 = 5, model_xpx = 12, model_solution = 13,

@@ -103,7 +103,7 @@ void reach_wanted_state(MainBlock& F) {
         for (int c = 0; c < zgm.ncol; ++c) {
             if (F.sweepstate[c] == F.sweepwant[c]) continue;
             double& d = zgm.xpxrows[c][c];
-            if (F.sweepstate[c] == -1 || d >= F.coltol[c]) {
+            if (F.sweepstate[c] == -1 || is_pivot(d, F.coltol[c])) {
                 sweep_column(zgm.xpxrows, zgm.ncoly, c, d, F.sweepstate, F.work1, F.work2);
                 F.sweepstate[c] = -F.sweepstate[c];
                 reversed = c;
@@ -122,8 +122,8 @@ bool sweep_effect_in(MainBlock& F, int e) {
     for (int c = mod.firstcol; c < mod.firstcol + mod.ncols; ++c) {
         if (F.sweepstate[c] != 1) continue;
         const double d = zgm.xpxrows[c][c];
-        if (d < F.coltol[c]) {
-            if (d * 100 >= F.coltol[c]) doubtful = true;
+        if (!is_pivot(d, F.coltol[c])) {
+            if (is_pivot(d * 100, F.coltol[c])) doubtful = true;
             continue;
         }
         if (d < F.coltol[c] * 100) doubtful = true;
@@ -202,7 +202,7 @@ void type2_walk(MainBlock& F) {
         setv2(F, F.sweepwant, e);
         reach_wanted_state(F);
         std::copy_n(F.yy, F.triny, F.yywork);
-        if (sweep_effect_in(F, e)) doubtful.append(" ").append(zgm.effects[e]->text());
+        if (sweep_effect_in(F, e)) doubtful.append(doubtful.empty() ? "" : " ").append(zgm.effects[e]->text());
         write_reduction(F, zgm, nullptr);
         if (rows) write_type2_rows(F, e);
     }
