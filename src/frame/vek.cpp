@@ -154,6 +154,11 @@ struct ListStatement {
 constexpr ListStatement list_statements[] = {
     {"ABSORB", proc_absorb}, {"CLASS", proc_class}, {"FREQ", proc_freq}, {"ID", proc_id}, {"WEIGHT", proc_weight}};
 
+/// An interrupt stops the statements of its run group; they do not run again. A model that had not been fitted is.
+void resume_behind_interrupt(MainBlock& F, const Proc& P) {
+    if (F.runstate == runstate_none && F.modelstmt != nullptr && F.inmodel == 0) F.resume = P.last;
+}
+
 /// A statement begins; true refuses it.
 bool vekchk() {
     MainBlock& F = mainblock();
@@ -161,6 +166,7 @@ bool vekchk() {
     if (F.idle == 0) {
         F.idle = 1;  // a dispatcher that an interrupt has ended is over
         abandon_data_sets(F);
+        resume_behind_interrupt(F, P);
     }
     if (P.state != -2) P.state = -1;
     F.undoslot = -1;

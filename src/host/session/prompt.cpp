@@ -42,29 +42,27 @@ class TerminalLines : public LineSource {
     bool next_line(std::string* line, bool continued) override {
         current_prompt = continued ? "  +> " : "vek> ";
         session().show();  // what the statement before has to say stands above the next one
-        while (true) {
-            errno = 0;
-            int count = 0;
-            const char* text = editor_ == nullptr ? nullptr : el_gets(editor_, &count);
-            // An interrupt while a line is typed gives the line up; a request to end ends the program.
-            const int signal = pending_signal();
-            if (signal == SIGINT) {
-                clear_signal();
-                std::fputs("^C\n", stdout);
-                std::fflush(stdout);
-                el_reset(editor_);
-                continue;
-            }
-            if (text == nullptr || count <= 0 || signal != 0) {
-                std::fputs("\n", stdout);
-                std::fflush(stdout);
-                return false;
-            }
-            remember(text);
-            line->assign(text, static_cast<std::size_t>(count));
-            if (!line->empty() && line->back() == '\n') line->pop_back();
-            return true;
+        errno = 0;
+        int count = 0;
+        const char* text = editor_ == nullptr ? nullptr : el_gets(editor_, &count);
+        // An interrupt while a line is typed gives up the statement; a request to end ends the program.
+        const int signal = pending_signal();
+        if (signal == SIGINT) {
+            clear_signal();
+            std::fputs("^C\n", stdout);
+            std::fflush(stdout);
+            el_reset(editor_);
+            throw GivenUp{};
         }
+        if (text == nullptr || count <= 0 || signal != 0) {
+            std::fputs("\n", stdout);
+            std::fflush(stdout);
+            return false;
+        }
+        remember(text);
+        line->assign(text, static_cast<std::size_t>(count));
+        if (!line->empty() && line->back() == '\n') line->pop_back();
+        return true;
     }
 
   private:

@@ -25,11 +25,15 @@ struct CommandLine {
     bool quiet = false;
 };
 
+/// Thrown out of next_line when the user gives up what has been typed of a statement.
+struct GivenUp {};
+
 /// Where the lines of a program that is typed come from.
 class LineSource {
   public:
     virtual ~LineSource() = default;
-    /// The next line without its end; false at the end of the input. `continued` chooses the second prompt.
+    /// The next line without its end; false at the end of the input. `continued` chooses the second prompt. Throws
+    /// GivenUp at an interrupt.
     virtual bool next_line(std::string* line, bool continued) = 0;
 };
 
@@ -75,6 +79,8 @@ class Session {
     /// Shows what has come to the log and the listing since the last call. The session does so after each run group and
     /// step; at the prompt the engine does so after each statement.
     void show();
+    /// Writes the tables that are complete within the run group; they are shown when it ends.
+    void drain();
     /// True at the prompt.
     bool prompting() const { return prompting_; }
 

@@ -158,7 +158,12 @@ StatementReader* StatementReader::current() { return running; }
 bool StatementReader::load() {
     for (;;) {
         if (session().abandoned()) return false;
-        cursor_.load();
+        try {
+            cursor_.load();
+        } catch (const GivenUp&) {
+            scanner_.give_up();
+            continue;
+        }
         if (cursor_.peek().kind == TokenKind::end_of_program) return false;
         if (cursor_.peek().kind != TokenKind::semicolon) return true;
     }

@@ -157,6 +157,12 @@ bool Scanner::available(std::size_t ahead) {
     return true;
 }
 
+void Scanner::give_up() {
+    while (at_ < text_.size()) step();
+    in_statement_ = false;
+    problem_ = TokenProblem::none;
+}
+
 void Scanner::note(TokenProblem problem) {
     if (problem_ != TokenProblem::none) return;
     problem_ = problem;

@@ -30,6 +30,8 @@ class Scanner {
 
     /// Reads the tokens up to and including the next semicolon; the last one is a semicolon or the end of the program.
     std::vector<Token> statement();
+    /// Leaves out what has been read and not yet handed out, after more text was asked for in vain.
+    void give_up();
     /// The text line of the program (from 1), without its end.
     std::string_view line(int number) const;
     const std::string& file() const { return file_; }
