@@ -18,7 +18,7 @@ namespace {
 
 // A table with one column, to have something in the report.
 void small_table(HostObject* out, std::string_view name) {
-    Table t(out, name, "Label");
+    Table t(out, name, name);
     const std::int32_t value = 1;
     t.integer("Value", value);
     t.bind("drim.VEK.Tests");
@@ -310,10 +310,55 @@ TEST_CASE("report: each output goes on where it stood, and what is cut back appe
     REQUIRE(rest.size() == 1);
     CHECK(rest[0]["name"] == "Two");
     CHECK_FALSE(test::listing().empty());
-    tables().forget(true);
+    tables().forget(std::array{TableService::Form::listing, TableService::Form::json});
     CHECK(tables().report().begin() == tables().report().end());
     small_table(step.out, "Three");
     CHECK(json_tables().size() == 1);
+}
+
+TEST_CASE(
+    "report: forms written in parts are what they are in one piece, and go on as if nothing had been taken back") {
+    TableStep step;
+    using Form = TableService::Form;
+    std::string parts[3], held[3];
+    const auto write = [&](std::string* to) {
+        tables().render_listing([&](std::string_view text) { to[0] += text; }, 80);
+        tables().write_page_body([&](std::string_view text) { to[1] += text; });
+        tables().write_markdown_part([&](std::string_view text) { to[2] += text; });
+        tables().forget(std::array{Form::listing, Form::page, Form::markdown});
+    };
+    const auto whole_page = [&](const std::string& body) {
+        std::string text;
+        tables().write_page([&](std::string_view part) { text += part; }, host_log(),
+                            [&](const TextSink& sink) { sink(body); });
+        return text;
+    };
+    tables().set_by({{"group", "1"}});
+    small_table(step.out, "One");
+    write(parts);
+    tables().hold();
+    const std::size_t mark = tables().mark();
+    const std::string page_before = whole_page(parts[1]);
+    tables().set_by({{"group", "2"}});
+    for (const char* name : {"Dropped", "Too"}) {
+        small_table(step.out, name);
+        write(held);
+        CHECK(tables().report().begin() == tables().report().end());
+    }
+    CHECK(held[0].find("group = 2") != std::string::npos);
+    tables().take_back();
+    tables().cut_back(mark);
+    CHECK(whole_page(parts[1]) == page_before);
+    tables().set_by({{"group", "1"}});
+    small_table(step.out, "Two");
+    write(parts);
+    // Nothing has changed above the last table, so that no heading comes again.
+    for (const std::string& text : parts) {
+        CHECK(text.find("Two") != std::string::npos);
+        CHECK(text.find("group = 1") == text.rfind("group = 1"));
+        CHECK(text.find("Dropped") == std::string::npos);
+    }
+    CHECK(whole_page(parts[1]).find("Dropped") == std::string::npos);
 }
 
 TEST_CASE("protocol: unknown methods, wrong order and wrong arguments are refused, not carried out") {

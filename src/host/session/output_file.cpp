@@ -114,17 +114,20 @@ bool OutputFile::open(const std::string& path) {
         descriptor_ = STDOUT_FILENO;
         return true;
     }
-    target_ = follow_links(path);
+    // What stands behind /dev/stdout need not have a name of its own.
     struct stat status = {};
-    if (stat(target_.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+    const bool exists = stat(path.c_str(), &status) == 0;
+    if (!exists && errno == ELOOP) return fail(ELOOP);
+    if (exists && !S_ISREG(status.st_mode)) {
         if (S_ISDIR(status.st_mode)) return fail(EISDIR);
         target_.clear();
         descriptor_ = ::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
         owned_ = descriptor_ >= 0;
         return owned_ || fail(errno);
     }
-    // The shell's way to name a closed standard output, or a pipe that has no name of its own.
-    if (path.rfind("/dev/", 0) == 0) return fail(ENOENT);
+    target_ = follow_links(path);
+    // The shell's way to name a closed standard output.
+    if (!exists && path.rfind("/dev/", 0) == 0) return fail(ENOENT);
     static int counter = 0;
     for (int attempt = 0; attempt < 100; ++attempt) {
         temporary_ =
@@ -204,7 +207,8 @@ std::string canonical_output(const std::string& path) {
     struct stat status = {};
     const bool exists = path == "-" ? fstat(STDOUT_FILENO, &status) == 0 : stat(path.c_str(), &status) == 0;
     if (exists) return "#" + std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
-    const std::string target = follow_links(path);
+    std::string target = follow_links(path);
+    while (target.size() > 1 && target.back() == '/') target.pop_back();
     char folder[PATH_MAX];
     if (realpath(folder_of(target).c_str(), folder) == nullptr) return target;
     const std::size_t slash = target.rfind('/');

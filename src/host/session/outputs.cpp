@@ -14,6 +14,7 @@
 
 #include "host/message/catalogue.h"
 #include "host/session/options.h"
+#include "host/table/report.h"
 #include "host/table/service.h"
 
 namespace vek {
@@ -72,9 +73,9 @@ bool folder_can_be_used(const std::string& path, std::string* reason) {
         if (access(path.c_str(), W_OK | X_OK) != 0) return *reason = path + ": " + std::strerror(errno), false;
         return true;
     }
-    const std::size_t slash = path.find_last_of('/', path.size() - 2);
-    const std::string parent = slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
-    if (access(parent.c_str(), W_OK | X_OK) != 0) return *reason = path + ": " + std::strerror(errno), false;
+    // Whether it can be made is seen by making it; it is there when it is needed.
+    if (mkdir(path.c_str(), 0777) != 0) return *reason = path + ": " + std::strerror(errno), false;
+    rmdir(path.c_str());
     return true;
 }
 
@@ -83,7 +84,11 @@ bool folder_can_be_used(const std::string& path, std::string* reason) {
 bool Outputs::open(const CommandLine& command, std::string* reason) {
     *reason = same_name(command);
     if (!reason->empty()) return false;
-    for (const std::string& folder : {command.csv_folder, command.keep_folder}) {
+    for (const auto& [option, folder] : {std::pair{"--csv", command.csv_folder}, {"--keep", command.keep_folder}}) {
+        if (folder == "-") {
+            *reason = std::string(option) + " needs a folder; it cannot be standard output";
+            return false;
+        }
         if (!folder.empty() && !folder_can_be_used(folder, reason)) return false;
     }
     auto open_file = [&](OutputFile* file, const std::string& path) {
@@ -92,19 +97,21 @@ bool Outputs::open(const CommandLine& command, std::string* reason) {
         discard();
         return false;
     };
-    if (!command.quiet && !open_file(&listing_, command.listing)) return false;
+    if (!command.quiet && !open_file(&listing_.file, command.listing)) return false;
     if (!command.log.empty() && !open_file(&log_, command.log)) return false;
     log_to_error_ = command.log.empty();
     if (!command.json.empty()) {
-        if (!open_file(&json_file_, command.json)) return false;
-        json_ = std::make_unique<JsonWriter>([this](std::string_view text) { json_file_.write(text); });
+        if (!open_file(&json_file_.file, command.json)) return false;
+        json_ = std::make_unique<JsonWriter>([this](std::string_view text) { json_file_.text.append(text); });
+        json_->begin_object();
+        json_->name("tables");
+        json_->begin_array();
         // A pipe or device sees the document at the end, whole.
         json_at_once_ = is_regular(command.json);
     }
-    if (!command.html.empty() && !open_file(&page_, command.html)) return false;
-    if (!command.markdown.empty() && !open_file(&markdown_, command.markdown)) return false;
+    if (!command.html.empty() && !open_file(&page_.file, command.html)) return false;
+    if (!command.markdown.empty() && !open_file(&markdown_.file, command.markdown)) return false;
     csv_folder_ = command.csv_folder;
-    whole_report_needed_ = page_.is_open() || markdown_.is_open() || !csv_folder_.empty();
     return true;
 }
 
@@ -112,7 +119,7 @@ int Outputs::line_width() const {
     const int wanted = static_cast<int>(host_options().number("LINESIZE"));
     if (wanted > 0) return wanted;
     winsize size = {};
-    if (listing_.path() == "-" && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) {
+    if (listing_.file.path() == "-" && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) {
         return std::max(static_cast<int>(size.ws_col), least_width);
     }
     return usual_width;
@@ -131,10 +138,21 @@ void Outputs::check(OutputFile* file) {
 }
 
 /// An output that lacks a part, since memory ran out while it was made, is none.
-void Outputs::give_up(OutputFile* file) {
-    const std::string path = file->path();
-    file->discard();
+void Outputs::give_up(Held* output) {
+    const std::string path = output->file.path();
+    output->file.discard();
+    output->text.clear();
     report(930, 10, arguments(path == "-" ? std::string("standard output") : path, "memory ran out"), {});
+}
+
+void Outputs::check(Held* output) {
+    if (output->text.failed() && output->file.is_open()) {
+        report(930, 10,
+               arguments(output->file.path() == "-" ? "standard output" : output->file.path(), output->text.error()),
+               {});
+        output->file.discard();
+    }
+    check(&output->file);
 }
 
 bool Outputs::commit(OutputFile* file) {
@@ -151,17 +169,6 @@ bool Outputs::commit(OutputFile* file) {
     return false;
 }
 
-void Outputs::show_listing() {
-    if (!listing_.is_open()) return;
-    try {
-        tables().render_listing([this](std::string_view text) { listing_.write(text); }, line_width());
-    } catch (const std::bad_alloc&) {
-        give_up(&listing_);
-    }
-    if (listing_.path() == "-") listing_.pass_on();
-    check(&listing_);
-}
-
 void Outputs::show_log() {
     if (logged_ == host_log().entries().size()) return;
     std::string text;
@@ -172,43 +179,100 @@ void Outputs::show_log() {
     } else if (log_.is_open()) {
         log_.write(text);
         check(&log_);
+        if (log_.is_open()) return;
+        // A log that is lost is shown from its beginning.
+        log_to_error_ = true;
+        logged_ = 0;
+        show_log();
     }
 }
 
-void Outputs::write_json_tables() {
-    if (json_ == nullptr) return;
-    if (json_file_.bytes() == 0) {
-        json_->begin_object();
-        json_->name("tables");
-        json_->begin_array();
-    }
+/// Lets a form of the report be written to the held part of its output.
+void Outputs::write_form(Held* output, const std::function<void(const TextSink&)>& render) {
+    if (!output->file.is_open()) return;
     try {
-        tables().write_json(*json_);
-        json_->flush();
+        render([output](std::string_view text) { output->text.append(text); });
     } catch (const std::bad_alloc&) {
-        json_.reset();
-        give_up(&json_file_);
+        if (output == &json_file_) json_.reset();
+        give_up(output);
     }
+    check(output);
+}
+
+/// Writes the tables that have come and forgets them, unless CSV files will be made of them.
+void Outputs::write_tables() {
+    using Form = TableService::Form;
+    TableService& service = tables();
+    write_form(&listing_, [&](const TextSink& sink) { service.render_listing(sink, line_width()); });
+    if (json_ != nullptr) {
+        write_form(&json_file_, [&](const TextSink&) {
+            service.write_json(*json_);
+            json_->flush();
+        });
+    }
+    write_form(&page_, [&](const TextSink& sink) { service.write_page_body(sink); });
+    write_form(&markdown_, [&](const TextSink& sink) { service.write_markdown_part(sink); });
+    if (!csv_folder_.empty()) return;
+    std::vector<Form> wanted;
+    if (listing_.file.is_open()) wanted.push_back(Form::listing);
+    if (json_ != nullptr) wanted.push_back(Form::json);
+    if (page_.file.is_open()) wanted.push_back(Form::page);
+    if (markdown_.file.is_open()) wanted.push_back(Form::markdown);
+    service.forget(wanted);
+}
+
+/// What was held back is final.
+void Outputs::pass_on(Held* output) {
+    if (!output->file.is_open()) return;
+    output->text.pass_on([output](std::string_view text) { output->file.write(text); });
+    check(output);
+    output->text.clear();
+}
+
+void Outputs::begin_group() {
+    show();
+    tables().hold();
+    if (json_ != nullptr) json_place_ = json_->place();
+    json_held_ = json_file_.text.size();
+    page_held_ = page_.text.size();
+}
+
+void Outputs::drain() {
+    if (tables().report().end() > tables().report().begin()) write_tables();
+}
+
+void Outputs::take_back() {
+    tables().take_back();
+    listing_.text.clear();
+    markdown_.text.clear();
+    json_file_.text.cut_back(json_held_);
+    page_.text.cut_back(page_held_);
+    if (json_ != nullptr) json_->go_back(json_place_);
 }
 
 void Outputs::show() {
     show_log();
-    show_listing();
-    if (json_at_once_) write_json_tables();
-    const bool json_had_all = json_ == nullptr || json_at_once_;
-    if (!whole_report_needed_) tables().forget(json_had_all);
+    write_tables();
+    pass_on(&listing_);
+    if (listing_.file.path() == "-" && listing_.file.is_open()) listing_.file.pass_on();
+    check(&listing_);
+    if (json_at_once_) pass_on(&json_file_);
+    pass_on(&markdown_);
     show_log();
 }
 
-void Outputs::write_whole(OutputFile* file, const std::function<void(const TextSink&)>& render) {
-    if (!file->is_open()) return;
+/// The page: what stands before the tables is known at the end.
+void Outputs::write_page() {
+    if (!page_.file.is_open()) return;
     try {
-        render([file](std::string_view text) { file->write(text); });
+        tables().write_page([this](std::string_view text) { page_.file.write(text); }, host_log(),
+                            [this](const TextSink& sink) { page_.text.pass_on(sink); });
     } catch (const std::bad_alloc&) {
-        give_up(file);
-        return;
+        give_up(&page_);
     }
-    commit(file);
+    check(&page_);
+    commit(&page_.file);
+    page_.text.clear();
 }
 
 void Outputs::write_csv_folder() {
@@ -224,16 +288,23 @@ void Outputs::write_csv_folder() {
             report(930, 10, arguments(path, file.error()), {});
             return;
         }
-        write_whole(&file, [n = number](const TextSink& sink) { tables().write_csv(n, sink); });
+        try {
+            tables().write_csv(number, [&file](std::string_view text) { file.write(text); });
+        } catch (const std::bad_alloc&) {
+            file.discard();
+            report(930, 10, arguments(path, "memory ran out"), {});
+            return;
+        }
+        commit(&file);
     }
 }
 
 void Outputs::finish_report() {
     show();
-    if (listing_.is_open()) commit(&listing_);
+    if (listing_.file.is_open()) commit(&listing_.file);
     write_csv_folder();
-    write_whole(&markdown_, [](const TextSink& sink) { tables().write_markdown(sink); });
-    write_whole(&page_, [](const TextSink& sink) { tables().write_html(sink, host_log()); });
+    if (markdown_.file.is_open()) commit(&markdown_.file);
+    write_page();
 }
 
 namespace {
@@ -275,18 +346,20 @@ void Outputs::write_json_end(int status) {
 }
 
 int Outputs::finish_log(int status) {
-    const bool wants_json = json_file_.is_open();
-    if (json_ != nullptr) write_json_tables();
+    const bool wants_json = json_file_.file.is_open();
+    if (json_ != nullptr) write_tables();
     // What the tables have met is in the log and the status too.
     if (wants_json && json_ == nullptr && status == 0) status = 1;
     if (json_ != nullptr) {
         write_json_end(status);
-        if (!commit(&json_file_) && status == 0) status = lost_ ? 2 : 1;
+        pass_on(&json_file_);
+        if (!commit(&json_file_.file) && status == 0) status = lost_ ? 2 : 1;
     }
     show_log();
     if (log_.is_open() && !commit(&log_)) {
         // The log cannot tell of its own loss.
         log_to_error_ = true;
+        logged_ = 0;
         show_log();
         if (status == 0) status = lost_ ? 2 : 1;
     }
@@ -294,10 +367,10 @@ int Outputs::finish_log(int status) {
 }
 
 void Outputs::discard() {
-    listing_.discard();
-    json_file_.discard();
-    page_.discard();
-    markdown_.discard();
+    for (Held* output : {&listing_, &json_file_, &page_, &markdown_}) {
+        output->file.discard();
+        output->text.clear();
+    }
     log_.discard();
 }
 

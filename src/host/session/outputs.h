@@ -1,5 +1,6 @@
-// The outputs of a run: listing, log, JSON document, page, Markdown, and a folder of CSV files. Each is opened before anything runs, receives what is ready after
-// each run group, and is put in place, or discarded, at the end.
+// The outputs of a run: listing, log, JSON document, page, Markdown, and a folder of CSV files. Each is opened before
+// anything runs, receives what is ready after each run group, and is put in place, or discarded, at the end. Within a
+// run group tables are written as BY groups end, but held back until the run group is done.
 #pragma once
 
 #include <cstddef>
@@ -9,6 +10,7 @@
 
 #include "host/session/output_file.h"
 #include "host/session/session.h"
+#include "host/session/spool.h"
 #include "host/table/json_writer.h"
 #include "host/table/service.h"
 
@@ -28,6 +30,13 @@ class Outputs {
     /// Writes what has come to the log and the report since the last call.
     void show();
 
+    /// A run group begins: the tables that come can be taken back until show() is called.
+    void begin_group();
+    /// Writes the complete tables of the run group and gives back their memory; nobody sees them yet.
+    void drain();
+    /// Takes back what has been written since begin_group().
+    void take_back();
+
     /// Writes what has come to the log alone.
     void show_log_only() { show_log(); }
 
@@ -44,24 +53,34 @@ class Outputs {
     bool standard_output_lost() const { return lost_; }
 
   private:
+    /// An output and the part of it that is held back.
+    struct Held {
+        OutputFile file;
+        Spool text;
+    };
+
     void show_log();
-    void show_listing();
-    void write_whole(OutputFile* file, const std::function<void(const TextSink&)>& render);
+    void write_tables();
+    void write_form(Held* output, const std::function<void(const TextSink&)>& render);
+    void pass_on(Held* output);
+    void write_page();
     void write_csv_folder();
-    void write_json_tables();
     void write_json_end(int status);
-    void give_up(OutputFile* file);
+    void give_up(Held* output);
+    void check(Held* output);
     void check(OutputFile* file);
     bool commit(OutputFile* file);
     int line_width() const;
 
-    OutputFile listing_, log_, json_file_, page_, markdown_;
+    Held listing_, json_file_, page_, markdown_;
+    OutputFile log_;
     std::string csv_folder_;
     std::unique_ptr<JsonWriter> json_;
-    bool json_at_once_ = false;  ///< tables go to the JSON document as they come
+    JsonWriter::Place json_place_;                ///< at the beginning of the run group
+    std::int64_t json_held_ = 0, page_held_ = 0;  ///< lengths at the beginning of the run group
+    bool json_at_once_ = false;                   ///< tables go to the JSON document as run groups end
     bool log_to_error_ = true;
     bool lost_ = false;
-    bool whole_report_needed_ = false;
     std::size_t logged_ = 0;
 };
 

@@ -122,9 +122,11 @@ int Session::run(const CommandLine& command) {
         return status_usage;
     }
     outputs_ = &outputs;
+    tables().set_group_hook([] { session().drain(); });
     arm_faults();
     run_programs(programs);
     const int status = finish();
+    tables().set_group_hook(nullptr);
     outputs_ = nullptr;
     return status;
 }
@@ -190,6 +192,10 @@ void Session::show() {
     if (outputs_ != nullptr) outputs_->show();
 }
 
+void Session::drain() {
+    if (outputs_ != nullptr) outputs_->drain();
+}
+
 bool Session::abandoned() const { return pending_signal() != 0 && !prompting_; }
 
 // ---- steps ------------------------------------------------------------------------------------------------------
@@ -252,23 +258,25 @@ void Session::end_step() {
 }
 
 int Session::run_group(int (*callback)()) {
+    if (outputs_ != nullptr) outputs_->begin_group();
     const std::size_t mark = tables().mark();
+    const auto take_back = [&] {
+        quietly([] { tables().discard_unfinished(); });
+        if (outputs_ != nullptr) outputs_->take_back();
+        tables().cut_back(mark);
+    };
     int result = 0;
     try {
         result = callback();
     } catch (const Interrupted&) {
         clear_signal();
-        quietly([] { tables().discard_unfinished(); });
-        tables().cut_back(mark);
+        take_back();
         end_run_group(false);
         report(930, 15, {}, host_log().statement());
         show();
         return -1;
     } catch (const Leave& leave) {
-        if (leave.code == leave_interrupted) {
-            quietly([] { tables().discard_unfinished(); });
-            tables().cut_back(mark);
-        }
+        if (leave.code == leave_interrupted) take_back();
         end_run_group(leave.code == 0);
         throw;
     } catch (...) {

@@ -41,6 +41,18 @@ class JsonWriter {
         value(v);
     }
 
+    /// A place in an array or object, between two elements and after flush(), to which the document can go back when
+    /// the text behind it is dropped.
+    struct Place {
+        bool first = true;
+    };
+    Place place() const { return {first_}; }
+    void go_back(Place place) {
+        first_ = place.first;
+        named_ = new_line_ = false;
+        buffer_.clear();
+    }
+
     /// Starts a new line before the next element, for readers of the file; JSON does not mind.
     void line();
     void flush();

@@ -36,9 +36,7 @@ std::string heading_of(const Grid& grid, std::size_t place) {
 class Markdown {
   public:
     explicit Markdown(const PageSink& sink) : sink_(sink) {}
-    void write(const Report& report);
-
-  private:
+    void context(const ReportContext& now, const ReportContext* before);
     void table(const TableModel& model);
     void paragraph(std::string_view text) { out_ += escaped(text) + "\n\n"; }
     void flush() {
@@ -46,6 +44,7 @@ class Markdown {
         out_.clear();
     }
 
+  private:
     const PageSink& sink_;
     std::string out_;
     Cell cell_;
@@ -79,32 +78,20 @@ void Markdown::table(const TableModel& model) {
     for (const std::string& line : grid.below) paragraph(line);
 }
 
-void Markdown::write(const Report& report) {
-    const ReportContext* before = nullptr;
-    for (std::size_t i = report.begin(); i < report.end(); ++i) {
-        const ReportItem& item = report.item(i);
-        const ReportContext& now = *item.context;
-        const bool titles = before == nullptr || !same_titles(now, *before);
-        if (titles) {
-            bool first = true;
-            for (const std::string& title : title_lines(now)) {
-                out_ += (first ? "# " : "") + escaped(title) + "\n\n";
-                first = false;
-            }
-            if (const std::string by = by_line(now); !by.empty()) paragraph(by);
+void Markdown::context(const ReportContext& now, const ReportContext* before) {
+    const bool titles = before == nullptr || !same_titles(now, *before);
+    if (titles) {
+        bool first = true;
+        for (const std::string& title : title_lines(now)) {
+            out_ += (first ? "# " : "") + escaped(title) + "\n\n";
+            first = false;
         }
-        if (titles || !same_folders(now, *before)) {
-            std::string path;
-            for (const std::string& heading : folder_headings(now)) path += (path.empty() ? "" : ", ") + heading;
-            if (!path.empty()) out_ += "## " + escaped(path) + "\n\n";
-        }
-        before = &now;
-        if (item.table != nullptr) {
-            table(*item.table);
-        } else {
-            paragraph(item.line);
-        }
-        flush();
+        if (const std::string by = by_line(now); !by.empty()) paragraph(by);
+    }
+    if (titles || !same_folders(now, *before)) {
+        std::string path;
+        for (const std::string& heading : folder_headings(now)) path += (path.empty() ? "" : ", ") + heading;
+        if (!path.empty()) out_ += "## " + escaped(path) + "\n\n";
     }
 }
 
@@ -162,7 +149,17 @@ void append_csv_cell(std::string& out, const RowSet& set, std::size_t row, std::
 
 }  // namespace
 
-void write_markdown_report(const Report& report, const PageSink& sink) { Markdown(sink).write(report); }
+void MarkdownWriter::item(const ReportItem& item, const PageSink& sink) {
+    Markdown markdown(sink);
+    if (item.context != before_) markdown.context(*item.context, before_.get());
+    before_ = item.context;
+    if (item.table != nullptr) {
+        markdown.table(*item.table);
+    } else {
+        markdown.paragraph(item.line);
+    }
+    markdown.flush();
+}
 
 void write_table_csv(const TableModel& table, const PageSink& sink) {
     const bool stacked = table.sets.size() > 1;

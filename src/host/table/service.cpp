@@ -2,6 +2,7 @@
 #include "host/table/service.h"
 
 #include <algorithm>
+#include <array>
 
 #include "host/table/heading.h"
 #include "host/table/listing.h"
@@ -12,7 +13,14 @@
 
 namespace vek {
 
-TableService::TableService() : report_(std::make_unique<Report>()) {}
+struct TableService::Forms {
+    std::array<std::size_t, forms> had{};  // items that each form has had
+    std::shared_ptr<const ReportContext> listed;
+    PageWriter page;
+    MarkdownWriter markdown;
+};
+
+TableService::TableService() : report_(std::make_unique<Report>()), forms_(std::make_unique<Forms>()) {}
 TableService::~TableService() = default;
 
 void TableService::begin_step(std::string_view procedure, int step) { report_->begin_step(procedure, step); }
@@ -20,6 +28,7 @@ void TableService::end_step() { report_->end_step(); }
 void TableService::set_by(const ByValues& values) { report_->set_by(values); }
 void TableService::group_begins(ByValues (*values)(const DataSet*), const DataSet* data) {
     report_->group_begins(values, data);
+    if (group_hook_ != nullptr) group_hook_();
 }
 void TableService::set_title(int line, std::string_view text) { report_->set_user_title(line, text); }
 void TableService::print_line(std::string_view text) { report_->note(text); }
@@ -28,8 +37,21 @@ void TableService::discard_unfinished() { report_->discard_unfinished(); }
 std::size_t TableService::mark() const { return report_->end(); }
 void TableService::cut_back(std::size_t mark) {
     report_->cut_back(mark);
-    listed_ = std::min(listed_, mark);
-    written_ = std::min(written_, mark);
+    for (std::size_t& place : forms_->had) place = std::min(place, report_->end());
+}
+
+std::size_t& TableService::had(Form form) { return forms_->had[static_cast<std::size_t>(form)]; }
+
+/// Hands each item that the form has not had to `write`, with its number.
+template <class Write>
+void TableService::write_since(Form form, const Write& write) {
+    std::size_t& place = had(form);
+    for (place = std::max(place, report_->begin()); place < report_->end(); ++place) write(report_->item(place), place);
+}
+
+void TableService::hold() { held_ = std::make_unique<Forms>(*forms_); }
+void TableService::take_back() {
+    if (held_ != nullptr) *forms_ = *held_;
 }
 
 namespace {
@@ -65,11 +87,11 @@ void TableService::render_listing(const TextSink& sink, int width) {
     report_->flush_lines();
     width = std::max(width, 20);
     std::string text;
-    for (listed_ = std::max(listed_, report_->begin()); listed_ < report_->end(); ++listed_) {
-        const ReportItem& item = report_->item(listed_);
+    write_since(Form::listing, [&](const ReportItem& item, std::size_t) {
         text.clear();
-        if (listed_context_ != item.context) draw_heading(*item.context, listed_context_.get(), width, &text);
-        listed_context_ = item.context;
+        std::shared_ptr<const ReportContext>& listed = forms_->listed;
+        if (listed != item.context) draw_heading(*item.context, listed.get(), width, &text);
+        listed = item.context;
         const auto lines = [&](const std::vector<std::string>& list) {
             std::string buffer;
             for (const std::string& line : list) {
@@ -80,7 +102,7 @@ void TableService::render_listing(const TextSink& sink, int width) {
             lines({item.line});
             text += '\n';
             sink(text);
-            continue;
+            return;
         }
         lines(item.table->above);
         if (!item.table->above.empty()) text += '\n';
@@ -88,18 +110,40 @@ void TableService::render_listing(const TextSink& sink, int width) {
         const Grid grid(*item.table);
         ListingTable(grid, width).draw(sink);
         sink("\n");
-    }
+    });
 }
 
 void TableService::write_json(JsonWriter& json) {
-    for (written_ = std::max(written_, report_->begin()); written_ < report_->end(); ++written_) {
-        const ReportItem& item = report_->item(written_);
+    write_since(Form::json, [&](const ReportItem& item, std::size_t) {
         if (item.table != nullptr) write_table_json(json, *item.table);
-    }
+    });
 }
 
-void TableService::write_html(const TextSink& sink, const Log& log) const { write_page(*report_, log, sink); }
-void TableService::write_markdown(const TextSink& sink) const { write_markdown_report(*report_, sink); }
+void TableService::write_page_body(const TextSink& sink) {
+    write_since(Form::page,
+                [&](const ReportItem& item, std::size_t place) { forms_->page.item(item, place + 1, sink); });
+}
+void TableService::write_page(const TextSink& sink, const Log& log,
+                              const std::function<void(const TextSink&)>& body) const {
+    forms_->page.finish(log, body, sink);
+}
+void TableService::write_markdown_part(const TextSink& sink) {
+    write_since(Form::markdown, [&](const ReportItem& item, std::size_t) { forms_->markdown.item(item, sink); });
+}
+
+void TableService::write_html(const TextSink& sink, const Log& log) const {
+    PageWriter page;
+    std::string body;
+    for (std::size_t i = report_->begin(); i < report_->end(); ++i) {
+        page.item(report_->item(i), i + 1, [&](std::string_view text) { body += text; });
+    }
+    page.finish(
+        log, [&](const TextSink& to) { to(body); }, sink);
+}
+void TableService::write_markdown(const TextSink& sink) const {
+    MarkdownWriter markdown;
+    for (std::size_t i = report_->begin(); i < report_->end(); ++i) markdown.item(report_->item(i), sink);
+}
 
 std::vector<std::pair<std::string, std::size_t>> TableService::csv_files() const {
     std::vector<std::pair<std::string, std::size_t>> files;
@@ -113,7 +157,11 @@ void TableService::write_csv(std::size_t number, const TextSink& sink) const {
     write_table_csv(*report_->item(number).table, sink);
 }
 
-void TableService::forget(bool json) { report_->forget(json ? std::min(listed_, written_) : listed_); }
+void TableService::forget(std::span<const Form> wanted) {
+    std::size_t all = report_->end();
+    for (const Form form : wanted) all = std::min(all, had(form));
+    report_->forget(all);
+}
 
 TableService& tables() {
     static TableService service;

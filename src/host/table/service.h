@@ -1,8 +1,11 @@
 // The table service as the host's session sees it: what a step tells it, and the report in each of its forms.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -19,7 +22,6 @@ using ByValues = std::vector<std::pair<std::string, std::string>>;
 class Log;
 class Report;
 struct DataSet;
-struct ReportContext;
 
 class TableService {
   public:
@@ -43,36 +45,56 @@ class TableService {
     void discard_unfinished();
     /// discard_unfinished, and the BY values end.
     void end_step();
-    /// Marks the place to go back to, and goes back to it: what came after is dropped from every form of the report.
+    /// Marks the place to go back to, and goes back to it: what came after is dropped from the report.
     std::size_t mark() const;
     void cut_back(std::size_t mark);
 
-    // Each output has had the report up to a place of its own; a call writes what has come since, complete tables only.
+    /// Called when a BY group begins, while the tables before it are complete: a chance to write them out.
+    void set_group_hook(void (*hook)()) { group_hook_ = hook; }
+
+    // Each form has had the report up to a place of its own; a call writes what has come since, complete tables only.
+    // It may be called once at the end, after each run group, or in between.
+
+    enum class Form : std::uint8_t { listing, json, page, markdown };
+    static constexpr std::size_t forms = 4;
 
     /// The listing, for lines of `width` columns.
     void render_listing(const TextSink& sink, int width);
-    /// JSON: elements of an array that the caller has begun, so that it may be called once or after each run group.
+    /// JSON: elements of an array that the caller has begun.
     void write_json(JsonWriter& json);
-    // The outputs below are made from the whole report at its end.
-
-    /// One self-contained page: contents, tables, and the messages of the log.
+    /// The body of the page; write_page puts the rest around it.
+    void write_page_body(const TextSink& sink);
+    void write_page(const TextSink& sink, const Log& log, const std::function<void(const TextSink&)>& body) const;
+    void write_markdown_part(const TextSink& sink);
+    /// The page and the Markdown of the whole report, which has not been written in parts.
     void write_html(const TextSink& sink, const Log& log) const;
     void write_markdown(const TextSink& sink) const;
-    /// A file for each table: its name and the number to ask for its content with.
+    /// A file for each table of the whole report: its name and the number to ask for its content with.
     std::vector<std::pair<std::string, std::size_t>> csv_files() const;
     void write_csv(std::size_t number, const TextSink& sink) const;
 
-    /// Gives back the memory of what the listing and (when `json`) write_json have had. Not to be called in a run that
-    /// also makes a page, Markdown or CSV files, which are made from the whole report at the end.
-    void forget(bool json);
+    /// Gives back the memory of what all of these forms have had; of everything when there is none. Not to be called in
+    /// a run that makes CSV files, which are made from the whole report at the end.
+    void forget(std::span<const Form> wanted);
+
+    /// From here on what is written may be taken back: what stood above the last table of each form is remembered.
+    void hold();
+    /// The forms go on as they stood at hold(). Their texts and the report itself are cut back by the caller.
+    void take_back();
 
     Report& report() { return *report_; }
     const Report& report() const { return *report_; }
 
   private:
+    struct Forms;  // how far each form has come, and what stands above its last table
+
+    std::size_t& had(Form form);
+    template <class Write>
+    void write_since(Form form, const Write& write);
+
     std::unique_ptr<Report> report_;
-    std::size_t listed_ = 0, written_ = 0;  // items that the listing and the JSON document have had
-    std::shared_ptr<const ReportContext> listed_context_;
+    std::unique_ptr<Forms> forms_, held_;
+    void (*group_hook_)() = nullptr;
 };
 
 /// The program's table service.
