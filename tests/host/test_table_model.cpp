@@ -316,6 +316,26 @@ TEST_CASE("report: each output goes on where it stood, and what is cut back appe
     CHECK(json_tables().size() == 1);
 }
 
+TEST_CASE("table: a header key keeps the kind of its value, whatever it came as") {
+    TableStep step;
+    HostObject* table = nullptr;
+    const Tag create[] = {tag_text(143, "rdv"), tag_text(146, "data"), tag_text(138, "Kinds"), tag_result(144, &table)};
+    REQUIRE(wobmth(step.out, 0, 147, 4, create) == 0);
+    const auto set = [&](const char* key, const Tag& value) {
+        const Tag tags[] = {tag_text(311, key), value};
+        return wobmth(table, 0, 316, 2, tags);
+    };
+    CHECK(set("text", tag_text(287, "1")) == 0);
+    CHECK(set("integer", tag_integer(287, 1)) == 0);
+    CHECK(set("number", tag_number(287, 0.5)) == 0);
+    CHECK(set("character", tag_character(287, 'x')) == 0);
+    CHECK(set("flag", tag_flag(287)) == 0);
+    REQUIRE(wobmth(table, 0, 298, 0, nullptr) == 0);
+    REQUIRE(wobmth(table, 0, 299, 0, nullptr) == 0);
+    const Json expected{{"text", "1"}, {"integer", 1}, {"number", 0.5}, {"character", "x"}, {"flag", 1}};
+    CHECK(json_tables().at(0)["attributes"] == expected);
+}
+
 TEST_CASE(
     "report: forms written in parts are what they are in one piece, and go on as if nothing had been taken back") {
     TableStep step;

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "frame/host_message.h"
 #include "frame/host_table.h"
 #include "host/message/catalogue.h"
 #include "host/table/report.h"
@@ -50,17 +51,19 @@ std::span<const std::string_view> texts_of(Tags tags, int tag) {
     return {static_cast<const std::string_view*>(found->value.pointer), found->length};
 }
 
-// Value types of tag 287.
-constexpr int type_integer = 3, type_number = 5;
+// Value types of tag 287; all others are texts.
+constexpr int type_character = 1, type_integer = 3, type_number = 5, type_flag = 13;
 
 AttributeValue attribute_of(const Tag& tag) {
     AttributeValue value;
-    if (tag.type == type_integer) {
+    if (tag.type == type_integer || tag.type == type_flag) {
         value.kind = AttributeValue::Kind::integer;
         value.integer = tag.value.integer;
     } else if (tag.type == type_number) {
         value.kind = AttributeValue::Kind::number;
         value.number = tag.value.number;
+    } else if (tag.type == type_character) {
+        value.text = std::string(1, static_cast<char>(tag.value.integer));
     } else {
         value.text = text_of(tag);
     }
@@ -138,6 +141,7 @@ int title_line(Tags tags) {
 
 int put_row(TableModel& table) {
     if (table.kind != TableKind::data || !table.rows().ready()) return wrong_order;
+    wtpoll();  // a long table is stopped by an interrupt
     RowSet& set = table.sets.front();
     if (const int fault = set.read_row(); fault >= 0) {
         report_fault(table, set, static_cast<std::size_t>(fault), set.rows());
