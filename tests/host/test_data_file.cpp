@@ -188,8 +188,63 @@ TEST_CASE("an error about a row shows the row with a mark under the place") {
     const LogEntry& entry = host_log().entries()[0];
     CHECK(entry.text == "row has 3 fields, the header names 2");
     CHECK(entry.place.file == step.path("d.csv"));
-    CHECK(entry.place.column == 0);
+    // The column is for those who read the log as data; its text form names the line.
+    CHECK(entry.place.column == 5);
+    CHECK(entry.place.length == 1);
+    std::string text;
+    host_log().write_text(&text);
+    CHECK(text.starts_with(step.path("d.csv") + ":3: error: row has 3 fields"));
     CHECK(entry.excerpt.starts_with("\xC3\xBC,2,3\n    ^\n"));
+}
+
+TEST_CASE("an error about data has its column and length, in a long line and behind line ends in quotes too") {
+    struct Fault {
+        std::string why, bytes;
+        int line, column, length;
+    };
+    const Fault faults[] = {
+        {"a field", "a,y\n1,1e999\n", 2, 3, 5},
+        {"a name", "a,Y,y\n1,2,3\n", 1, 5, 1},
+        {"far to the right", "a,y\n" + std::string(500, '\xC3') + "\n", 2, 1, 1},
+        {"behind a long text", "a,y\n\xC3\xA4" + std::string(500, 'x') + "\",2\n", 2, 502, 1},
+        {"in a field of several lines", "t,y\n\"a\nbc\"d,1\n", 3, 4, 1},
+        {"too many fields behind a line end in quotes", "t,y\n\"a\nb\",1,2\n", 2, 1, 1},
+        {"no names", "", 1, 1, 1},
+    };
+    for (const Fault& fault : faults) {
+        CAPTURE(fault.why);
+        DataStep step;
+        CHECK(step.open_bytes(fault.bytes) == nullptr);
+        REQUIRE(host_log().entries().size() == 1);
+        const Place& place = host_log().entries()[0].place;
+        CHECK(place.line == fault.line);
+        CHECK(place.column == fault.column);
+        CHECK(place.length == fault.length);
+    }
+}
+
+TEST_CASE("a file that is not there: the nearest name is suggested, and the ending that was left out") {
+    DataStep step;
+    for (const char* name : {"plots.csv", "trial.tsv.gz", "readme.txt"}) step.open_bytes("a,y\n1,2\n", "", name);
+    host_log().clear();
+    struct Slip {
+        std::string typed, meant;
+    };
+    const Slip slips[] = {{"plosts.csv", "plots.csv"},
+                          {"plots", "plots.csv"},
+                          {"PLOTS.csv", "plots.csv"},
+                          {"plots.csvv", "plots.csv"},
+                          {"trial.csv", "trial.tsv.gz"},
+                          {"redme.txt", "readme.txt"},
+                          {"herds.csv", ""}};
+    for (const Slip& slip : slips) {
+        CAPTURE(slip.typed);
+        host_log().clear();
+        CHECK(step.open("'" + step.path(slip.typed) + "'") == nullptr);
+        REQUIRE(host_log().entries().size() == 1);
+        CHECK(host_log().entries()[0].suggest ==
+              (slip.meant.empty() ? std::string() : "'" + step.path(slip.meant) + "'"));
+    }
 }
 
 TEST_CASE("what cannot be opened: a folder, a file that is not there, a name that nothing has") {

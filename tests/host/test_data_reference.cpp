@@ -89,6 +89,8 @@ TEST_CASE("options of a reference: a mistake is one error at its token") {
         {"(encoding='klingon')", "910/65@1", "klingon", ""},
         {"(where=(b=1))", "920/2@1", "b", ""},
         {"(where=(a='x'))", "920/3@1", "x", ""},
+        {"(where=(missing(a)))", "920/10@1", "missing", ""},
+        {"(where=(and a=1))", "920/1@1", "and", ""},
     };
     for (const Case& one : cases) {
         CAPTURE(one.options);
@@ -188,6 +190,7 @@ TEST_CASE("formats and VALUE: a mistake is reported at its token") {
         {"a low-5='x' 3='y'", 27, ""},
         {"a low-5='x' low-<0='y'", 27, ""},
         {"a 1='x' 1='y'", 27, ""},
+        {"a -5--1='x' -1-3='y'", 27, ""},
         {"a 'u'='x'", 28, ""},
         {"$a 5='x'", 29, ""},
         {"a other='x' other='y'", 30, ""},

@@ -73,6 +73,9 @@ TEST_CASE("mistakes: a misspelt word gets the nearest that can stand there, in t
                     {"MODEL yeild = x1;", message_unknown_variable, 7, 5, "yield"},
                     {"MODEL y1 = 'time  cost'n;", message_unknown_variable, 12, 13, "'time cost'n"},
                     {"MODEL y1 = block*varity;", message_unknown_variable, 18, 6, "variety"},
+                    {"MODEL y1 = x1 / SOL;", message_unknown_option, 17, 3, "SOLUTION"},
+                    {"MODEL y1 = x1 / TUKEY;", message_unknown_option, 17, 5, ""},
+                    {"CLASS 'block';", message_unexpected, 7, 7, "block"},
                 });
     check(model, {
                      {"LSMEANS block / PDIFF=CONTOL;", message_unknown_choice, 23, 6, "CONTROL"},
@@ -107,6 +110,10 @@ TEST_CASE("mistakes: a sign that was forgotten is named, and what to write") {
                     {"MODEL y1 block / SOLUTION;", message_model_equals, 10, 5, ""},
                     {"MODEL y1 = x1(block;", message_incomplete, 20, 1, ");"},
                     {"ID y1, y2;", message_unexpected, 6, 1, " "},
+                    {"MODEL y1 ~ x1;", message_model_equals, 10, 1, "="},
+                    {"MODEL y1 = x1 + x2;", message_unexpected, 15, 1, " "},
+                    {"MODEL y1 = x1**2;", message_unexpected, 15, 1, ""},
+                    {"FORMAT x1 3;", message_unexpected, 11, 1, "3."},
                 });
 }
 
@@ -230,6 +237,26 @@ TEST_CASE("mistakes: limits are refused by their numbers") {
     CHECK(errors[0].number == message_too_many_terms);
 }
 
+TEST_CASE("mistakes: the way out is told where no word is near") {
+    struct Advice {
+        const char *statement, *text;
+    };
+    const Advice advices[] = {
+        {"MODEL y1 = zzz;", "expected one of its variables: "},
+        {"MODEL y1 = x1 / TUKEY;", "; TUKEY belongs to MEANS"},
+        {"MODEL y1 = x1^2;", "the square of a regressor is written x*x"},
+        {"MODEL variety = x1;", "expected a number in each row of the column; line 2 has \""},
+        {"MODEL y1 = x1, x2;", "write a blank there"},
+        {"# a comment\n;", "expected a comment to stand between /* and */"},
+    };
+    for (const Advice& advice : advices) {
+        CAPTURE(advice.statement);
+        const std::vector<LogEntry> errors = errors_of(std::string("PROC VEK DATA=TRIAL;\n") + advice.statement);
+        REQUIRE(errors.size() == 1);
+        CHECK(errors[0].excerpt.find(advice.text) != std::string::npos);
+    }
+}
+
 TEST_CASE("mistakes: statements where they do not belong") {
     struct Program {
         const char* text;
@@ -243,6 +270,10 @@ TEST_CASE("mistakes: statements where they do not belong") {
         {"PROC VEKK DATA=TRIAL; CLASS block; MODEL y1=block; RUN;", {message_unknown_procedure}},
         {"PROC REGRESSION DATA=TRIAL; CLASS block; MODEL y1=block; RUN;", {message_unknown_procedure}},
         {"PROC; CLASS block; MODEL y1=block; RUN;", {message_incomplete}},
+        {"VEK DATA=TRIAL; CLASS block; MODEL y1=blok; RUN;", {message_unknown_statement, message_unknown_variable}},
+        {"PROC VEK 'trial.csv'; MODEL y1=x1; RUN;", {message_unexpected}},
+        {"// a comment\nPROC VEK DATA=TRIAL; MODEL y1=x1; RUN;", {message_star_comment}},
+        {"# a comment\nPROC VEK DATA=TRIAL; MODEL y1=x1; RUN;", {message_bad_character}},
         {"* a comment; PROC VEK DATA=TRIAL; MODEL y1=x1; RUN;", {message_star_comment}},
         {"PROC VEK DATA=TRIAL; MODEL y1=x1; MODEL y2=x1; RUN;", {-38}},
         {"PROC ANOVA DATA=TRIAL; CLASS block; MODEL y1=block / SS3;", {message_option_of_full}},

@@ -77,6 +77,13 @@ constexpr Command commands[] = {
     {"a data set of the command line", "$V -q --json j -d trial=plots.csv trial.vek 2> err", 0, "grep -q NObs j"},
     {"a program in another folder finds its data beside it", "mkdir sub; cd sub; $V -q --json j ../ok.vek 2> err", 0,
      "grep -q NObs sub/j"},
+    {"a data set by its name too",
+     "mkdir sub; sed \"s/'plots.csv'/plots/\" ok.vek > t.vek; cd sub; $V -q --json j ../t.vek 2> err", 0,
+     "grep -q data=plots t.vek && grep -q NObs sub/j"},
+    {"an error about data has its column in the log as data",
+     "printf 'a,y\\n1,5\"\\n' > b.csv; sed s/plots/b/ ok.vek | $V -q --json j 2> err", 1,
+     "grep -q '\"file\": *\"b.csv\", *\"line\": *2, *\"column\": *4, *\"length\": *1' j && grep -q '^b.csv:2: error' "
+     "err"},
 };
 
 void make_files(const std::string& folder) {

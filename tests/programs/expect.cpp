@@ -258,13 +258,12 @@ bool fits(const json& entry, const LogLine& wanted) {
     if (entry.at("level") != wanted.level || entry.at("group") != wanted.group) return false;
     if (entry.at("number") != wanted.number) return false;
     if (!wanted.place.empty()) {
-        std::string place;
-        if (entry.contains("line")) place = std::to_string(entry.at("line").get<int>());
-        if (entry.contains("column") && wanted.place.find(':') != std::string::npos) {
-            place += ":" + std::to_string(entry.at("column").get<int>());
-        }
-        const std::string full = entry.contains("file") ? entry.at("file").get<std::string>() + ":" + place : place;
-        if (place != wanted.place && full != wanted.place) return false;
+        const std::string file = entry.contains("file") ? entry.at("file").get<std::string>() + ":" : "";
+        const std::string line = entry.contains("line") ? std::to_string(entry.at("line").get<int>()) : "";
+        const std::string column =
+            entry.contains("column") ? ":" + std::to_string(entry.at("column").get<int>()) : std::string();
+        const std::string forms[] = {line, file + line, line + column, file + line + column};
+        if (std::find(std::begin(forms), std::end(forms), wanted.place) == std::end(forms)) return false;
     }
     if (wanted.has_suggest && (!entry.contains("suggest") || entry.at("suggest") != wanted.suggest)) return false;
     return entry.at("text").get<std::string>().find(wanted.part) != std::string::npos;

@@ -26,17 +26,25 @@ std::size_t characters(std::string_view text) {
         std::count_if(text.begin(), text.end(), [](char c) { return (c & '\xC0') != '\x80'; }));
 }
 
-/// A row with a mark under some of its bytes. Bytes that are not UTF-8 are shown as a question mark.
-std::string marked(std::string_view row, std::size_t begin, std::size_t length) {
+/// Some characters of a line, and the line with a mark under them.
+struct Mark {
+    int column = 1, length = 1;
+    std::string excerpt;
+};
+
+/// Bytes that are not UTF-8 are shown as a question mark.
+Mark marked(std::string_view row, std::size_t begin, std::size_t length) {
     std::string clean(row);
     for (std::size_t bad = find_invalid_utf8(clean); bad != std::string::npos; bad = find_invalid_utf8(clean)) {
         clean[bad] = '?';
     }
     begin = std::min(begin, clean.size());
     const std::string_view view(clean);
-    const auto column = static_cast<int>(characters(view.substr(0, begin))) + 1;
-    const auto marks = static_cast<int>(characters(view.substr(begin, length)));
-    return marked_line(clean, column, std::max(1, marks));
+    Mark mark;
+    mark.column = static_cast<int>(characters(view.substr(0, begin))) + 1;
+    mark.length = std::max(1, static_cast<int>(characters(view.substr(begin, length))));
+    mark.excerpt = marked_line(clean, mark.column, mark.length);
+    return mark;
 }
 
 std::string option_text(char c) { return c == '\t' ? "'\\t'" : std::string("'") + c + "'"; }
@@ -47,10 +55,14 @@ std::string shown_field(std::string_view field) {
     return text;
 }
 
-Place at_line(const std::string& shown, std::int64_t line) {
+/// A place in a data file; without a mark it is the beginning of the line.
+Place in_file(const std::string& shown, std::int64_t line, const Mark& mark = {}) {
     Place place;
     place.file = shown;
     place.line = static_cast<int>(std::min<std::int64_t>(line, std::numeric_limits<int>::max()));
+    place.column = mark.column;
+    place.length = mark.length;
+    place.in_data = true;
     return place;
 }
 
@@ -73,7 +85,7 @@ bool foreign_number(std::string_view field) {
 struct Finding {
     std::int64_t line = 0;  ///< 0: nothing was found
     std::string field;
-    std::string excerpt;
+    Mark mark;
 };
 
 /// What the rows so far tell about a column.
@@ -98,11 +110,11 @@ class Validation {
     }
 
   private:
-    void say(int number, MessageArguments list, std::int64_t line, std::string excerpt = {}) {
-        report(group, number, list, at_line(file_->shown, line), {}, std::move(excerpt));
+    void say(int number, MessageArguments list, std::int64_t line, const Mark& mark = {}) {
+        report(group, number, list, in_file(file_->shown, line, mark), {}, mark.excerpt);
     }
-    bool fail(int number, MessageArguments list, std::int64_t line, std::string excerpt = {}) {
-        say(number, list, line, std::move(excerpt));
+    bool fail(int number, MessageArguments list, std::int64_t line, const Mark& mark = {}) {
+        say(number, list, line, mark);
         return false;
     }
     bool fault() {
@@ -281,7 +293,7 @@ class Validation {
         }
         if (first == nullptr) return false;
         if (blocks_.fault().kind != RowFaultKind::none && blocks_.fault().line <= first->line) return false;
-        say(17, arguments(first->field, file_->variables[at].name), first->line, first->excerpt);
+        say(17, arguments(first->field, file_->variables[at].name), first->line, first->mark);
         failed_ = true;
         return true;
     }
@@ -302,7 +314,7 @@ class Validation {
             number = column.numeric ? 17 : other_point_ == ',' ? 18 : 19;
         }
         if (wrong != nullptr) {
-            return fail(number, arguments(wrong->field, file_->variables[at].name), wrong->line, wrong->excerpt);
+            return fail(number, arguments(wrong->field, file_->variables[at].name), wrong->line, wrong->mark);
         }
         for (std::size_t c = 0; c < columns_.size(); ++c) {
             const ColumnState& column = columns_[c];
@@ -310,8 +322,12 @@ class Validation {
             if (column.numeric) continue;
             variable.type = VariableType::character;
             variable.length = static_cast<int>(std::max<std::size_t>(1, column.longest));
+            variable.first_text = column.text.field;
+            variable.text_line = column.text.line;
             if (column.any_number || column.foreign) {
-                say(16, arguments(variable.name, column.text.field), column.text.line);
+                Mark place = column.text.mark;
+                place.excerpt.clear();
+                say(16, arguments(variable.name, column.text.field), column.text.line, place);
             }
         }
         return true;
@@ -334,7 +350,7 @@ std::shared_ptr<DataFile> validated(std::unique_ptr<DataFile> file, std::unique_
     std::string error;
     file->bytes = decoded_bytes(std::move(raw), file->form.encoding, file->form.encoding_given, &error);
     if (file->bytes == nullptr) {
-        report(group, 21, arguments(error), at_line(file->shown, 1));
+        report(group, 21, arguments(error), in_file(file->shown, 1));
         return nullptr;
     }
     return Validation(file.get()).run() ? std::move(file) : nullptr;
@@ -375,8 +391,10 @@ std::string folded_name(std::string_view name) {
 }
 
 void report_fault(const std::string& shown, const FileForm& form, int columns, const RowFault& fault) {
-    const Place place = at_line(shown, fault.line);
-    const std::string excerpt = marked(fault.text, fault.begin, fault.length);
+    Mark mark = marked(fault.text, fault.begin, fault.length);
+    const std::string excerpt = std::move(mark.excerpt);
+    mark.column += static_cast<int>(fault.before);
+    const Place place = in_file(shown, fault.line, fault.behind_line ? Mark{} : mark);
     const std::string delimiter = option_text(form.delimiter);
     switch (fault.kind) {
         case RowFaultKind::none:
@@ -424,7 +442,7 @@ std::shared_ptr<DataFile> open_data_file(const std::string& path, const std::str
     std::string error;
     std::unique_ptr<ByteSource> raw = open_bytes(path, &file->stamp, &error);
     if (raw == nullptr) {
-        report(group, 21, arguments(error), at_line(shown, 0));
+        report(group, 21, arguments(error), in_file(shown, 0));
         return nullptr;
     }
     return validated(std::move(file), std::move(raw));

@@ -32,6 +32,8 @@ struct FileVariable {
     std::string name;
     VariableType type = VariableType::numeric;
     int length = 8;
+    std::string first_text;  ///< of a text column: the first field that is no number, cut to what fits in a message
+    std::int64_t text_line = 0;
 };
 
 struct DataFile {

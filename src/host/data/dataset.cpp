@@ -108,6 +108,14 @@ void xvallv(DataSet*) {}  // all variables that KEEP= and DROP= leave are availa
 
 std::string_view shown_name(const DataSet* data) { return data->shown; }
 
+std::string first_text_field(const DataSet* data, int variable) {
+    if (data->file == nullptr) return {};
+    const auto column = static_cast<std::size_t>(data->columns[static_cast<std::size_t>(variable)]);
+    const FileVariable& source = data->file->variables[column];
+    if (source.text_line == 0) return {};
+    return "line " + std::to_string(source.text_line) + " has \"" + source.first_text + "\"";
+}
+
 std::int64_t xoinfo(const DataSet* data, int request) {
     switch (request) {
         case 9:

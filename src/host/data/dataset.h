@@ -47,6 +47,8 @@ bool format_fits(const DataSet* data, int variable, const Format& format);
 void set_format(DataSet* data, int variable, const Format& format);  ///< a format that fits; `none` takes it back
 void set_label(DataSet* data, int variable, std::string_view label);
 
+/// Where a text column of a file stops being one of numbers: `line 3 has "12 kg"`. Empty for all else.
+std::string first_text_field(const DataSet* data, int variable);
 /// How messages name the data set: its name, or its path as written.
 std::string_view shown_name(const DataSet* data);
 

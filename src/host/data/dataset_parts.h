@@ -70,6 +70,7 @@ struct DataSet {
     std::vector<Variable> source_variables;  ///< all columns of the source under the names that WHERE= knows
     std::unique_ptr<GroupedRows> rows;
     std::int64_t source_rows = 0;
+    std::shared_ptr<const DataFile> file;                ///< null when the source is in memory
     std::vector<std::pair<std::string, int>> old_names;  ///< folded names that RENAME= has replaced, and their columns
     Where reference_where, step_where;
     std::int64_t first = 1, last = std::numeric_limits<std::int64_t>::max();

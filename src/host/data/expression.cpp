@@ -192,7 +192,7 @@ class ConditionReader {
             if (!within_limits(value)) return nullptr;
             const bool number = value.is_number() || (value.kind == TokenKind::missing && !negative);
             if (at_end() || (!number && (negative || value.kind != TokenKind::string))) {
-                return unexpected("a value of IN");
+                return unexpected(left->text ? "a text in quotes" : "a number");
             }
             if (number == left->text) return failed(value, left->text ? 9 : 3, shown_token(value));
             if (number) {
@@ -275,9 +275,18 @@ class ConditionReader {
         return made(Operation::power, std::move(base), std::move(exponent));
     }
 
+    static constexpr const char* operand_forms = "a variable, a number, a text or \"(\"";
+
+    static bool is_operator_word(const Token& token) {
+        static constexpr std::string_view words[] = {"AND", "OR", "NOT", "IN", "IS", "EQ",
+                                                     "NE",  "LT", "LE",  "GT", "GE"};
+        return token.kind == TokenKind::name &&
+               std::any_of(std::begin(words), std::end(words), [&](std::string_view word) { return token.is(word); });
+    }
+
     Node primary() {
         const Token& token = peek();
-        if (at_end()) return unexpected("a variable, a number, a text or \"(\"");
+        if (at_end()) return unexpected(operand_forms);
         if (!within_limits(token)) return nullptr;
         if (accept("(")) {
             Node inside = disjunction();
@@ -295,12 +304,16 @@ class ConditionReader {
             node->string = without_trailing_blanks(token.text);
         } else if (token.is_name()) {
             const ExpressionVariable variable = find_(token);
+            if (variable.column < 0 && token.kind == TokenKind::name && peek(1).is("(")) {
+                return failed(token, 10, upper_case(token.text));
+            }
+            if (variable.column < 0 && is_operator_word(token)) return unexpected(operand_forms);
             if (variable.column < 0) return failed(token, 2, quoted(token.text), {}, variable.nearest);
             node->operation = Operation::variable;
             node->text = variable.text;
             node->column = variable.column;
         } else {
-            return unexpected("a variable, a number, a text or \"(\"");
+            return unexpected(operand_forms);
         }
         next();
         return node;

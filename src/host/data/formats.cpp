@@ -191,7 +191,7 @@ class ValueReader {
             }
         }
         format_.ranges.push_back(std::move(range));
-        starts_.push_back(start);
+        starts_.push_back(spanning(start, cursor_.token(cursor_.position() - 1)));
         return true;
     }
 
@@ -251,12 +251,24 @@ class ValueReader {
             const LabelRange& range = ranges[order[k]];
             if (k > 0 && overlap(ranges[order[k - 1]], range)) {
                 const std::size_t later = std::max(order[k - 1], order[k]);
-                return cursor_.fail(starts_[later], group, 27, {shown_token(starts_[later])});
+                return cursor_.fail(starts_[later], group, 27, {shared_value(ranges[order[k - 1]], range)});
             }
             sorted.push_back(range);
         }
         format_.ranges = std::move(sorted);
         return true;
+    }
+
+    /// A value that two ranges hold, of which the second does not begin in front of the first.
+    std::string shared_value(const LabelRange& before, const LabelRange& after) const {
+        if (!after.has_low && before.has_high) return shown_end(before.high, before.high_text);
+        if (!after.has_low) return "LOW";
+        return shown_end(after.low, after.low_text);
+    }
+
+    std::string shown_end(double number, const std::string& text) const {
+        if (format_.character) return "'" + text + "'";
+        return wzmis(number) ? missing_text(number) : best_text(number, default_width);
     }
 
     bool overlap(const LabelRange& before, const LabelRange& after) const {
@@ -390,6 +402,8 @@ Format format_from_text(std::string_view name, int width, int decimals) {
     if (number) format.width = std::min(format.width, widest_number);
     return format;
 }
+
+bool is_value_format(std::string_view name) { return value_formats().count(upper_case(name)) > 0; }
 
 void clear_value_formats() { value_formats().clear(); }
 

@@ -60,6 +60,8 @@ bool parse_format_name(TokenCursor& cursor, Format* format);
 bool parse_value_statement(TokenCursor& cursor);
 /// A format by its text, such as the one that a data set was made with. `none` when it has none or it is not known.
 Format format_from_text(std::string_view name, int width, int decimals);
+/// True for the name of a VALUE format without its point.
+bool is_value_format(std::string_view name);
 /// Forgets the program's value-label formats.
 void clear_value_formats();
 

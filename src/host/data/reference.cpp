@@ -5,6 +5,8 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <set>
 
 #include "host/data/library.h"
 #include "host/data/reference_options.h"
@@ -59,7 +61,7 @@ class OptionReader {
         if (name.kind != TokenKind::name) return cursor_.fail_expected("an option of the data set or \")\"");
         Nearest nearest(name.text);
         for (const OptionName& option : option_names) nearest.offer(option.name);
-        return cursor_.fail(name, group, 61, {quoted(name.text)}, "an option of the data set or \")\"",
+        return cursor_.fail(name, group, 61, {vek::quoted(name.text)}, "an option of the data set or \")\"",
                             nearest.found() ? in_case_of(nearest.best(), name.text) : "");
     }
 
@@ -173,7 +175,7 @@ class OptionReader {
         if (!read_text(&text)) return false;
         Encoding encoding;
         if (!find_encoding(text, &encoding)) {
-            return cursor_.fail(cursor_.peek(), group, 65, {quoted(text), encoding_names()});
+            return cursor_.fail(cursor_.peek(), group, 65, {vek::quoted(text), encoding_names()});
         }
         options_.encoding = encoding;
         cursor_.next();
@@ -431,8 +433,52 @@ DataSet* open_file(const std::string& path, const std::string& shown, const File
         data->source_variables.push_back({variable.name, {}, variable.type, variable.length, {}});
     }
     data->source_rows = file->rows;
+    data->file = file;
     data->rows = std::make_unique<GroupedRows>(rows_of(std::move(file)));
     return add_open(std::move(data));
+}
+
+/// The name of a file without the endings of data files.
+std::string_view bare_name(std::string_view file) {
+    for (const std::string_view ending : {".gz", ".zst", ".csv", ".tsv"}) {
+        if (file.ends_with(ending)) file.remove_suffix(ending.size());
+    }
+    return file;
+}
+
+/// The data file that was probably meant where there is none of the name, as a path in quotes: with the ending that was
+/// left out, or of nearly the same name; beside the program or in the current directory. Empty when none is near.
+std::string meant_file(const DataReference& reference) {
+    namespace fs = std::filesystem;
+    constexpr int most_files = 10000;
+    const fs::path written(reference.name);
+    std::set<std::string> files;
+    for (const fs::path& start : {fs::path(), fs::path(reference.place.file).parent_path()}) {
+        std::error_code error;
+        const fs::path folder = start / written.parent_path();
+        int looked = 0;
+        for (fs::directory_iterator at(folder.empty() ? "." : folder, error), end; !error && at != end;) {
+            const std::string file = at->path().filename().string();
+            const bool other = !written.extension().empty() && at->path().extension() == written.extension();
+            if (bare_name(file).size() < file.size() || other) files.insert(file);
+            if (++looked == most_files) break;
+            at.increment(error);
+        }
+    }
+    const std::string name = written.filename().string();
+    Nearest whole(name), bare(bare_name(name));
+    for (const std::string& file : files) {
+        whole.offer(file);
+        bare.offer(bare_name(file));
+    }
+    for (const std::string& file : files) {
+        const bool meant = whole.found() ? file == whole.best() : bare.found() && bare_name(file) == bare.best();
+        if (!meant) continue;
+        std::string literal = "'";
+        for (const char c : (written.parent_path() / file).string()) literal.append(c == '\'' ? 2 : 1, c);
+        return literal + "'";
+    }
+    return {};
 }
 
 /// What a reference names, before its options are laid over it.
@@ -441,16 +487,17 @@ DataSet* open_source(const DataReference& reference, const Complaints& complaint
     if (!reference.is_path) {
         if (const MadeDataSet* made = find_made(reference.name)) return open_table(*made, reference, complaints);
         const std::optional<std::string> given = session().data_path(reference.name);
-        const std::string path = given.value_or(reference.name + ".csv");
+        const std::string shown = given.value_or(reference.name + ".csv");
+        const std::string path = session().input_path(shown);
         if (!given && !file_exists(path)) {
-            complaints.fail(reference.token, 22, {reference.name, path});
+            complaints.fail(reference.token, 22, {reference.name, shown}, meant_file(reference));
             return nullptr;
         }
-        return open_file(given ? session().input_path(path) : path, path, form_of(options, path));
+        return open_file(path, shown, form_of(options, shown));
     }
     const std::string path = session().input_path(reference.name);
     if (!file_exists(path)) {
-        complaints.fail(reference.token, 23, {reference.name});
+        complaints.fail(reference.token, 23, {reference.name}, meant_file(reference));
         return nullptr;
     }
     return open_file(path, reference.name, form_of(options, path));

@@ -43,6 +43,9 @@ void show_line(std::string_view text, std::size_t at, std::size_t length, RowFau
     if (end > at && text[end - 1] == '\r') --end;
     fault->text = text.substr(begin, end - begin);
     fault->begin = at - begin;
+    for (std::size_t i = begin; i > 0 && text[i - 1] != '\n'; --i) {
+        if ((text[i - 1] & '\xC0') != '\x80') ++fault->before;
+    }
     fault->length = std::max<std::size_t>(1, std::min(length, end - at));
 }
 
@@ -113,6 +116,8 @@ class FaultFinder {
             } else {
                 fail(RowFaultKind::too_many_fields, extra, extra == last ? at_ - extra : 1, line);
             }
+            fault_.behind_line =
+                row.substr(0, fields < form_.columns ? row.size() : extra - begin).find('\n') != std::string_view::npos;
             return;
         }
         at_ += line_end_at(at_);

@@ -44,6 +44,8 @@ struct RowFault {
     std::size_t row = 0;                ///< offset of the row in the text that was looked at
     std::string text;                   ///< the row, or the part of it around the fault
     std::size_t begin = 0, length = 0;  ///< bytes of `text` to point at
+    std::size_t before = 0;             ///< characters of the line in front of `text`
+    bool behind_line = false;           ///< `text` is of a later line than the row's first, which `line` is
 };
 
 /// The form of the rows of a file.

@@ -41,8 +41,7 @@ inline constexpr int message_no_model = 100, message_rest_not_run = 101, message
 inline constexpr CatalogueRow group_900[] = {
     {message_unclosed_text, Level::error, "the text that begins here is not closed",
      "A text ends with the quote that it began with; a quote inside it is doubled."},
-    {message_unclosed_comment, Level::error, "the comment that begins here is not closed",
-     "A comment ends with an asterisk and a slash."},
+    {message_unclosed_comment, Level::error, "the comment that begins here is not closed", "A comment ends with */."},
     {message_bad_character, Level::error, "the character {text} has no meaning in a program"},
     {message_bad_encoding, Level::error, "bytes that are not valid UTF-8", "Programs are written in UTF-8."},
     {message_zero_byte, Level::error, "a byte 0 stands in the program", "Programs are text files, written in UTF-8."},
@@ -71,8 +70,8 @@ inline constexpr CatalogueRow group_900[] = {
     {message_unknown_procedure, Level::error, "there is no procedure \"{text}\"",
      "The procedures are VEK, and ANOVA for balanced data."},
     {message_not_in_anova, Level::error, "{text} is not a statement of PROC ANOVA", "Use PROC VEK."},
-    {message_star_comment, Level::error, "a statement cannot begin with \"*\"",
-     "A comment stands between /* and its mirror image."},
+    {message_star_comment, Level::error, "a statement cannot begin with \"{text}\"",
+     "A comment stands between /* and */."},
 
     {message_unknown_option, Level::error, "{text} has no option \"{text}\""},
     {message_option_of_full, Level::error, "{text} has no option \"{text}\" in PROC ANOVA", "PROC VEK has it."},
@@ -90,7 +89,8 @@ inline constexpr CatalogueRow group_900[] = {
     {message_unknown_transformation, Level::error, "there is no transformation \"{text}\" of a repeated factor"},
 
     {message_unknown_variable, Level::error, "the data set {text} has no variable \"{text}\""},
-    {message_not_numeric, Level::error, "{text} is a text variable; {text} needs numeric ones here"},
+    {message_not_numeric, Level::error, "{text} is a text variable; {text} needs numeric ones here",
+     "A column is numeric when each of its fields is a number, a missing value (a point or NA), or empty."},
     {message_not_numbered, Level::error, "{text}-{text} is no range of numbered names",
      "A numbered range is written x1-x9; a range in the order of the data set has two dashes."},
     {message_range_backwards, Level::error, "the range from {text} to {text} runs backwards"},
@@ -122,7 +122,8 @@ inline constexpr CatalogueRow group_900[] = {
     {message_no_label, Level::error, "{text} begins with a label in quotes"},
     {message_one_row, Level::error, "{text} has one row", "CONTRAST takes several, separated by commas."},
     {message_too_many_rows, Level::error, "there are more than {integer} parts between commas, the limit"},
-    {message_model_equals, Level::error, "MODEL has no \"=\" between the dependent variables and the effects"},
+    {message_model_equals, Level::error, "MODEL has no \"=\" between the dependent variables and the effects",
+     "MODEL y = a b; has the dependent variable y and the effects a and b."},
 
     {message_no_model, Level::note, "the step has no MODEL statement, and nothing was fitted"},
     {message_rest_not_run, Level::note, "nothing of this step was run after its first mistake"},

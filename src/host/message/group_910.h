@@ -41,7 +41,7 @@ inline constexpr CatalogueRow group_910[] = {
     {20, Level::error,
      "the row of names is one field with {text} in it; where that is the separator, write DELIMITER={text} behind the "
      "file's name, in parentheses"},
-    {21, Level::error, "could not be read: {text}", "Check the path and the rights of the file."},
+    {21, Level::error, "could not be read: {text}", "Check that the file is there, may be read, and is complete."},
     {22, Level::error,
      "there is no data set {text}: the run has not made it, --data does not give it, and there is no {text}",
      "A file is named by its path in quotes, or by --data NAME=PATH on the command line."},

@@ -16,6 +16,8 @@ inline constexpr CatalogueRow group_920[] = {
     {7, Level::error, "the condition has more than {text} parts"},
     {8, Level::error, "a parenthesis of the condition is not closed"},
     {9, Level::error, "{text} is a number and cannot be compared with text", "A text constant stands in quotes."},
+    {10, Level::error, "a condition has no functions, and there is no variable {text}",
+     "Missing values are found with x IS MISSING; other values have to be computed in the data."},
     {20, Level::error, "there is no format {text}", "VALUE makes a format; w.d, BESTw. and $w. are always there."},
     {21, Level::error, "the format {text} lacks its point"},
     {22, Level::error, "the width {integer} of the format {text} is not between 1 and {integer}"},
@@ -26,7 +28,8 @@ inline constexpr CatalogueRow group_920[] = {
      "or "
      "BEST."},
     {26, Level::error, "the range of VALUE ends in front of its beginning"},
-    {27, Level::error, "two ranges of VALUE hold the same value {text}"},
+    {27, Level::error, "two ranges of VALUE hold the same value {text}",
+     "A range can leave its ends out: 1-<5 ends in front of 5, 1<-5 begins behind 1."},
     {28, Level::error, "{text} is text, and the format is for numbers",
      "A format for texts has a name with a dollar sign in front, such as $grade."},
     {29, Level::error, "{text} is a number, and the format is for texts", "Write the value in quotes."},

@@ -34,7 +34,7 @@ void append_place(std::string* out, const Place& place) {
     if (!place.known()) return;
     out->append(visible_text(place.file)).push_back(':');
     if (place.line > 0) out->append(std::to_string(place.line)).push_back(':');
-    if (place.line > 0 && place.column > 0) out->append(std::to_string(place.column)).push_back(':');
+    if (place.line > 0 && place.column > 0 && !place.in_data) out->append(std::to_string(place.column)).push_back(':');
     out->push_back(' ');
 }
 

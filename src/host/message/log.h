@@ -20,7 +20,8 @@ struct Place {
     std::string file;  ///< as it is shown; empty when the message is about no place
     int line = 0;
     int column = 0;
-    int length = 0;  ///< characters, for a token
+    int length = 0;        ///< characters, for a token
+    bool in_data = false;  ///< of a data file, whose text form has no column
 
     bool known() const { return !file.empty(); }
 };

@@ -279,7 +279,7 @@ bool parse_by(StatementContext& c) {
         }
         const bool descending = accept_by_word(c, "DESCENDING");
         if (!cursor.peek().is_name()) {
-            if (descending || !any) return cursor.fail_expected("a variable");
+            if (descending || !any) return fail_variable_expected(c, "a variable");
             break;
         }
         std::vector<int> variables;
@@ -290,7 +290,7 @@ bool parse_by(StatementContext& c) {
             if (!twice) by.push_back({v, descending});
         }
     }
-    if (!cursor.at_end()) return cursor.fail_expected("a variable or \";\"", cursor.is(",") ? " " : "");
+    if (!cursor.at_end()) return fail_variable_expected(c, "a variable or \";\"");
     for (std::size_t i = before; i < by.size(); ++i) append_integer(c.record->slot(c.rule->slot), by[i].variable);
     c.step.by = std::move(by);
     c.step.by_not_sorted = not_sorted;

@@ -59,8 +59,9 @@ std::string excerpt(const TokenCursor& cursor, const Token& token, std::string_v
                     std::string_view suggest) {
     std::string text = marked_line(cursor.scanner().line(token.line), token.column, token.length);
     if (!expected.empty()) text.append("\nexpected ").append(expected);
-    if (suggest.empty() || suggest == " " || suggest.size() > 60) return text;
+    if (suggest.empty() || suggest.size() > 60) return text;
     text.append(expected.empty() ? "\n" : "; ");
+    if (suggest == " ") return text.append("write a blank there");
     // A word in place of a word was misspelt; a sign was forgotten.
     const bool sign = suggest.find_first_of(";)/=") != std::string::npos;
     text.append(sign ? "write " : "did you mean ").append(visible_text(suggest)).append(sign ? " there" : "?");
@@ -133,6 +134,7 @@ void describe_problem(const Token& token, Failure* failure) {
             for (const auto& [typed, plain] : meant) {
                 if (token.text == typed) failure->suggest = plain;
             }
+            if (token.text == "#") failure->expected = "a comment to stand between /* and */";
             break;
         }
         case TokenProblem::bad_encoding:

@@ -35,7 +35,12 @@ struct PlacedTerm {
 /// A variable of an effect, checked against what the effect may hold.
 bool parse_effect_variable(StatementContext& c, EffectUse use, bool nesting, int* variable) {
     const Token& token = c.cursor.peek();
-    if (!token.is_name()) return c.cursor.fail_expected(nesting ? "a class variable" : "an effect");
+    if (!token.is_name()) {
+        const bool power = token.is("*") && token.adjoins;
+        return fail_variable_expected(c, nesting ? "a class variable"
+                                         : power ? "an effect; the square of a regressor is written x*x"
+                                                 : "an effect");
+    }
     const int v = find_variable(c, token, Wanted::any);
     if (v < 0) return false;
     const bool known = c.step.data != nullptr && !c.step.class_in_doubt;

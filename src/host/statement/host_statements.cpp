@@ -114,6 +114,16 @@ StatementContext context_for(TokenCursor& cursor, Step& step, const StatementRul
     return StatementContext{.cursor = cursor, .step = step, .rule = &rule, .keyword = cursor.token(0)};
 }
 
+/// The variables of a format, behind which a name of a format without its point is no misspelt variable.
+bool parse_format_variables(StatementContext& c, std::vector<int>* variables) {
+    if (parse_variables(c, Wanted::any, variables)) return true;
+    const Token token = c.cursor.failure().token;
+    if (variables->empty() || token.kind != TokenKind::name || !is_value_format(token.text)) return false;
+    c.cursor.clear_failure();
+    constexpr int format_messages = 920, message_no_point = 21;
+    return c.cursor.fail(token, format_messages, message_no_point, {quoted(token.text)}, {}, token.text + ".");
+}
+
 bool format_statement(TokenCursor& cursor, Step* step) {
     static constexpr StatementRule rule{.names = "FORMAT", .body = Body::variables, .form = {}, .help = {}};
     StatementContext c = context_for(cursor, *step, rule);
@@ -126,12 +136,14 @@ bool format_statement(TokenCursor& cursor, Step* step) {
     while (!cursor.at_end()) {
         const Token first = cursor.peek();
         std::vector<int> variables;
-        if (!first.is_name()) return cursor.fail_expected("a variable");
-        if (!parse_variables(c, Wanted::any, &variables)) return false;
+        if (!first.is_name()) return fail_variable_expected(c, "a variable");
+        if (!parse_format_variables(c, &variables)) return false;
         Format format;
         const Token token = cursor.peek();
         if (!cursor.at_end()) {
-            if (!looks_like_format(token)) return cursor.fail_expected("a variable or a format");
+            if (!looks_like_format(token)) {
+                return cursor.fail_expected("a variable or a format", token.is_number() ? token.text + "." : "");
+            }
             if (!parse_format_name(cursor, &format)) {
                 const std::string name = token.text.substr(0, token.text.find('.'));
                 if (token.kind == TokenKind::format && step->unmade != nullptr && step->unmade->mentions(name)) {

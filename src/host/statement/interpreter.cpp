@@ -184,8 +184,8 @@ bool parse_variable_list(StatementContext& c) {
         return false;
     }
     if (variables.empty() && c.cursor.at_end() && c.cursor.position() > 1) return true;
-    if (variables.empty()) return c.cursor.fail_expected("a variable");
-    if (!c.cursor.at_end()) return c.cursor.fail_expected("a variable or \";\"", c.cursor.is(",") ? " " : "");
+    if (variables.empty()) return fail_variable_expected(c, "a variable");
+    if (!c.cursor.at_end()) return fail_variable_expected(c, "a variable or \";\"");
     Slot& slot = c.record->slot(c.rule->slot);
     for (const int v : variables) {
         const auto list = slot.variables();
@@ -202,7 +202,9 @@ bool parse_model(StatementContext& c) {
         equals = cursor.peek(ahead).is("=");
     }
     if (!equals && cursor.peek().is_name()) {
-        return cursor.fail(cursor.peek(cursor.peek(1).is_name() ? 1 : 0), statement_messages, message_model_equals, {});
+        const Token& behind = cursor.peek(1);
+        return cursor.fail(cursor.peek(behind.is_name() || behind.is("~") ? 1 : 0), statement_messages,
+                           message_model_equals, {}, {}, behind.is("~") ? "=" : "");
     }
     std::vector<int> dependents;
     if (!parse_variables(c, Wanted::numeric, &dependents)) return false;
@@ -316,11 +318,16 @@ std::string free_data_name() {
     }
 }
 
+/// True when a data set of that name can be read.
+bool names_data_set(const std::string& name) {
+    if (find_made(name) != nullptr || session().data_path(name)) return true;
+    return ::access(session().input_path(joined({name, ".csv"})).c_str(), F_OK) == 0;
+}
+
 /// True when the data set is one that an earlier mistake has kept from being made.
 bool is_unmade(const StatementContext& c, const DataReference& reference) {
     if (reference.is_path || c.step.unmade == nullptr || !c.step.unmade->mentions(reference.name)) return false;
-    if (find_made(reference.name) != nullptr || session().data_path(reference.name)) return false;
-    return ::access(session().input_path(joined({reference.name, ".csv"})).c_str(), F_OK) != 0;
+    return !names_data_set(reference.name);
 }
 
 /// Notes that the statement cannot be carried out for a reason that has been told.
@@ -338,6 +345,25 @@ std::string expected_behind_body(const StatementRule& rule) {
         default:
             return rule.options.empty() ? "\";\"" : "\"/\" or \";\"";
     }
+}
+
+/// Something stands where the body has ended: what can, and what was probably meant.
+bool fail_behind_body(StatementContext& c, const StatementRule& rule) {
+    const Token& here = c.cursor.peek();
+    std::string expected = expected_behind_body(rule);
+    const bool effects = rule.body == Body::model || rule.body == Body::effects;
+    if (effects && here.is("^")) expected += "; the square of a regressor is written x*x";
+    const bool apart = here.is(",") || (effects && here.is("+"));
+    return c.cursor.fail_expected(std::move(expected), apart ? " " : "");
+}
+
+/// The first statement that has the option, for one that stands on another; empty when none has.
+std::string_view owner_of_option(const StatementContext& c, std::string_view word) {
+    for (const StatementRule& rule : c.step.grammar->statements) {
+        const bool has = find_option(rule.options, word) != nullptr || find_option(rule.clauses, word) != nullptr;
+        if (has) return rule.body == Body::options ? "PROC" : first_name(rule.names);
+    }
+    return {};
 }
 
 }  // namespace
@@ -437,7 +463,10 @@ bool parse_options(StatementContext& c, std::span<const Option> options, std::st
             return cursor.fail(keyword, statement_messages, message_needs_value, {first_name(o.names)}, {}, mended);
         }
         if (keyword.kind != TokenKind::name) {
-            return cursor.fail_expected(expected, cursor.is(",") || cursor.is("/") ? " " : "");
+            std::string suggest = cursor.is(",") || cursor.is("/") ? " " : "";
+            const bool data = keyword.kind == TokenKind::string && owner == "PROC";
+            if (data && keyword.text.find('\'') == std::string::npos) suggest = joined({"DATA='", keyword.text, "'"});
+            return cursor.fail_expected(expected, std::move(suggest));
         }
         const std::string word = upper_case(keyword.text);
         const Option* option = find_option(options, word);
@@ -448,10 +477,18 @@ bool parse_options(StatementContext& c, std::span<const Option> options, std::st
             if (elsewhere) {
                 return cursor.fail(keyword, statement_messages, message_option_of_full, {owner, word}, expected);
             }
+            if (const std::string_view other = owner_of_option(c, word); !other.empty()) {
+                return cursor.fail(keyword, statement_messages, message_unknown_option, {owner, keyword.text},
+                                   joined({expected, "; ", word, " belongs to ", other}));
+            }
             Nearest nearest(word);
             for (const Option& o : options) nearest.offer_all(o.names);
+            std::string suggest = in_case_of(nearest.best(), keyword.text);
+            if (owner == "PROC" && names_data_set(keyword.text)) {
+                suggest = joined({in_case_of("DATA", keyword.text), "=", keyword.text});
+            }
             return cursor.fail(keyword, statement_messages, message_unknown_option, {owner, keyword.text}, expected,
-                               in_case_of(nearest.best(), keyword.text));
+                               std::move(suggest));
         }
         cursor.next();
         if (!parse_option_value(c, *option, keyword)) return false;
@@ -468,7 +505,7 @@ bool parse_statement(StatementContext& c) {
         if (rule.options.empty() && c.cursor.is("/") && c.step.grammar != vekg()) {
             return c.cursor.fail(c.cursor.peek(), statement_messages, message_no_options, {c.name()}, "\";\"");
         }
-        if (rule.options.empty() || !c.cursor.is("/")) return c.cursor.fail_expected(expected_behind_body(rule));
+        if (rule.options.empty() || !c.cursor.is("/")) return fail_behind_body(c, rule);
         c.cursor.next();
         if (!parse_options(c, rule.options, c.name())) return false;
     }

@@ -60,7 +60,9 @@ bool numbered_names(StatementContext& c, const Token& first, const Token& last, 
 
 bool wanted_fits(StatementContext& c, const Token& token, int variable, Wanted wanted) {
     if (wanted != Wanted::numeric || !is_character_variable(c, variable)) return true;
-    return c.cursor.fail(token, statement_messages, message_not_numeric, {variable_name(c, variable), c.name()});
+    const std::string field = first_text_field(c.step.data, variable);
+    return c.cursor.fail(token, statement_messages, message_not_numeric, {variable_name(c, variable), c.name()},
+                         field.empty() ? field : "a number in each row of the column; " + field);
 }
 
 /// All variables of a kind, in the order of the data set.
@@ -86,6 +88,30 @@ bool accept_all_word(StatementContext& c, int* kind) {
 
 bool names_numeric(const Token& t) { return t.is("NUMERIC"); }
 bool names_character(const Token& t) { return t.is("CHARACTER") || t.is("CHAR"); }
+
+/// The first variables of the data set, for what was expected.
+std::string some_variables(const StatementContext& c) {
+    constexpr int most = 8;
+    const int count = xvcount(c.step.data);
+    std::string text = "one of its variables: ";
+    for (int v = 0; v < std::min(count, most); ++v) {
+        if (v > 0) text += ", ";
+        text += xvname(c.step.data, v).name;
+    }
+    return count > most ? text + ", ..." : text;
+}
+
+/// The name as a program writes it: as a literal when it is no plain word.
+std::string name_as_written(const std::string& name) {
+    const bool plain = std::all_of(name.begin(), name.end(), [](char ch) {
+        return (ch >= 'A' && ch <= 'Z') || (ch >= 'a' && ch <= 'z') || (ch >= '0' && ch <= '9') || ch == '_' ||
+               (ch & 0x80) != 0;
+    });
+    if (name.empty() || (plain && (name.front() < '0' || name.front() > '9'))) return name;
+    std::string literal = "'";
+    for (const char ch : name) literal.append(ch == '\'' ? 2 : 1, ch);
+    return literal + "'n";
+}
 
 }  // namespace
 
@@ -132,23 +158,23 @@ bool fail_unknown_variable(StatementContext& c, const Token& token, Wanted wante
         const bool fits = wanted == Wanted::any || !is_character_variable(c, v);
         nearest.offer(xvname(c.step.data, v).name, fits);
     }
-    std::string suggest = nearest.best();
-    const bool plain = std::all_of(suggest.begin(), suggest.end(), [](char ch) {
-        return (ch >= 'A' && ch <= 'Z') || (ch >= 'a' && ch <= 'z') || (ch >= '0' && ch <= '9') || ch == '_' ||
-               (ch & 0x80) != 0;
-    });
-    if (!suggest.empty() && (!plain || (suggest.front() >= '0' && suggest.front() <= '9'))) {
-        std::string literal = "'";
-        for (const char ch : suggest) literal += ch == '\'' ? std::string("''") : std::string(1, ch);
-        suggest = literal + "'n";
-    }
-    return c.cursor.fail(token, statement_messages, message_unknown_variable, {shown_name(c.step.data), token.text}, {},
-                         suggest);
+    const std::string suggest = name_as_written(nearest.best());
+    return c.cursor.fail(token, statement_messages, message_unknown_variable, {shown_name(c.step.data), token.text},
+                         suggest.empty() ? some_variables(c) : std::string(), suggest);
+}
+
+bool fail_variable_expected(StatementContext& c, std::string expected) {
+    const Token& token = c.cursor.peek();
+    // A name in quotes is a text; without them, or with an n behind, it is a name.
+    const bool text = token.kind == TokenKind::string && c.step.data != nullptr && xvfind(c.step.data, token.text) >= 0;
+    std::string suggest = text ? name_as_written(token.text) : std::string();
+    if (token.is(",")) suggest = " ";
+    return c.cursor.fail_expected(std::move(expected), std::move(suggest));
 }
 
 int find_variable(StatementContext& c, const Token& token, Wanted wanted) {
     if (!token.is_name()) {
-        c.cursor.fail_expected("a variable");
+        fail_variable_expected(c, "a variable");
         return -1;
     }
     const int variable = look_up_variable(c, token.text);
@@ -205,7 +231,7 @@ bool parse_variable_form(StatementContext& c, Wanted wanted, std::vector<int>* v
         }
         return true;
     }
-    if (!first.is_name()) return cursor.fail_expected("a variable");
+    if (!first.is_name()) return fail_variable_expected(c, "a variable");
     cursor.next();
     if (cursor.is(":")) {
         cursor.next();

@@ -26,6 +26,10 @@ bool is_character_variable(const StatementContext& c, int variable);
 /// Complains of a name that is no variable: a lost "/", or the nearest variable.
 bool fail_unknown_variable(StatementContext& c, const Token& token, Wanted wanted);
 
+/// Complains of something that is no name where a variable is expected; a variable in quotes, or a comma between
+/// variables, has its way out.
+bool fail_variable_expected(StatementContext& c, std::string expected);
+
 /// One form of a variable list at the cursor: a, a-b, a--b, a-NUMERIC-b, a-CHARACTER-b, a:, _NUMERIC_, _CHARACTER_,
 /// _ALL_. Appends the variables.
 bool parse_variable_form(StatementContext& c, Wanted wanted, std::vector<int>* variables);

@@ -126,6 +126,14 @@ void StatementReader::report_and_resume() {
         return;
     }
     report_failure(cursor_);
+    // What was meant as a comment to the end of its line is over there.
+    const Token& first = cursor_.token(0);
+    if (!first.is("/") && !(first.kind == TokenKind::bad && first.text == "#")) return;
+    for (std::size_t i = 1; i < cursor_.size(); ++i) {
+        if (!cursor_.token(i).first_on_line) continue;
+        cursor_.resume_at(i);
+        return;
+    }
 }
 
 /// Keeps the words of a statement with a mistake: what it would have made may be missing later.
@@ -223,6 +231,12 @@ bool StatementReader::looks_like_proc(StepBeginning* beginning) {
     if (first.kind != TokenKind::name) return false;
     for (const std::string_view name : {"VEK", "ANOVA"}) {
         if (second.is(name)) beginning->procedure = name;
+        if (first.is(name) && !second.is("=")) {
+            // PROC was left out.
+            beginning->procedure = name;
+            beginning->good = false;
+            return true;
+        }
     }
     beginning->good = first.is("PROC") && !beginning->procedure.empty();
     if (!first.is("PROC")) return at_proc();
@@ -244,7 +258,9 @@ bool StatementReader::looks_like_proc(StepBeginning* beginning) {
 void StatementReader::report_beginning() {
     const Token first = cursor_.peek(0), second = cursor_.peek(1);
     if (!first.is("PROC")) {
-        report_at(cursor_, first, message_unknown_statement, {first.text}, {}, in_case_of("PROC", first.text));
+        const bool left_out = first.is("VEK") || first.is("ANOVA");
+        report_at(cursor_, first, message_unknown_statement, {first.text}, {},
+                  in_case_of("PROC", first.text) + (left_out ? " " + first.text : std::string()));
         return;
     }
     Nearest nearest(second.text);
@@ -393,7 +409,7 @@ bool StatementReader::proc_statement() {
     step_.places[c.record] = cursor_.place(keyword);
     if (step_.grammar->procedure_bit >= 0) c.record->set_option(step_.grammar->procedure_bit);
     cursor_.next();
-    cursor_.next();
+    if (!keyword.is("VEK") && !keyword.is("ANOVA")) cursor_.next();
     bool good = parse_statement(c);
     if (!good) report_and_resume();
     // What follows is read with the data set even when the statement has a mistake, if it is known which one is meant.
@@ -453,8 +469,10 @@ void StatementReader::step_statement() {
 
 void StatementReader::fail_unknown(const std::string& word) {
     const Token first = cursor_.peek();
-    if (first.is("*")) {
-        cursor_.fail(first, statement_messages, message_star_comment, {});
+    const bool slashes = first.is("/") && cursor_.peek(1).is("/") && cursor_.peek(1).adjoins;
+    if (first.is("*") || slashes) {
+        cursor_.fail(slashes ? spanning(first, cursor_.peek(1)) : first, statement_messages, message_star_comment,
+                     {slashes ? "//" : "*"});
         return;
     }
     if (word.empty()) {

@@ -37,9 +37,12 @@ Nearest::Nearest(std::string_view word) : word_(upper_case(word)), score_(INT_MA
 void Nearest::offer(std::string_view candidate, bool likely) {
     const auto length = static_cast<int>(candidate.size());
     const auto typed = static_cast<int>(word_.size());
-    if (candidate.empty() || word_.empty() || std::abs(length - typed) > limit_) return;
     const std::string capital = upper_case(candidate);
-    const int distance = spelling_distance(word_, capital);
+    // The beginning of a word is as near as one wrong letter.
+    constexpr int least_beginning = 3;
+    const bool beginning = typed >= least_beginning && typed < length && capital.starts_with(word_);
+    if (candidate.empty() || word_.empty() || (!beginning && std::abs(length - typed) > limit_)) return;
+    const int distance = beginning ? 1 : spelling_distance(word_, capital);
     if (distance > limit_ || distance >= std::max(length, typed)) return;
     std::string sorted = capital, sorted_word = word_;
     std::sort(sorted.begin(), sorted.end());

@@ -9,8 +9,9 @@ namespace vek {
 /// Fewest insertions, deletions, replacements and swaps of neighbours that turn one word into the other, ignoring case.
 int spelling_distance(std::string_view a, std::string_view b);
 
-/// Collects candidates and keeps the nearest. Of equally near ones it prefers the one offered as likelier, then one
-/// with the same first letter, then one with the same letters in another order, then the earlier.
+/// Collects candidates and keeps the nearest; one that the word is the beginning of is near. Of equally near ones it
+/// prefers the one offered as likelier, then one with the same first letter, then one with the same letters in another
+/// order, then the earlier.
 class Nearest {
   public:
     explicit Nearest(std::string_view word);
