@@ -271,8 +271,7 @@ void rewind_work(MainBlock& F) {
     for (UtilityFile* file : {F.zgm.ufile, F.ufile2, F.ufile3, F.ufile4}) {
         if (file != nullptr) xcpoint(file);
     }
-    vmfree_handler(xmainpool(), F.abase);
-    F.abase = nullptr;
+    free_work_area(F);
 }
 
 Statement* vekpars(Statement* first, int phase) {

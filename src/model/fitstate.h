@@ -19,6 +19,7 @@ struct FitState {
 
     // the work area: sized by each analysis, grown without keeping its content
     double* abase = nullptr;
+    Pool* apool = nullptr;
     std::int64_t abytes = 0;
 
     int triny = 0;             ///< nyp(nyp + 1)/2

@@ -142,7 +142,10 @@ void forward_sweep(MainBlock& F, const ColumnRange& range) {
     const bool type1_rows = model_option(F, model_e1);
     const bool intercept_row = model_option(F, model_e2);
     Pool* job = xmpoolc(zgm.pool, "sweep");
-    PanelSweep walk(zgm.xpxrows, zgm.ncoly, zgm.ncol, array<double>(job, PanelSweep::work_doubles(zgm.ncoly)));
+    // Not cleared: the walk writes before it reads, and a short triangle leaves most of the room untouched.
+    const std::int64_t work_bytes = PanelSweep::work_doubles(zgm.ncoly) * std::int64_t{sizeof(double)};
+    auto* work = static_cast<double*>(vmalcp_handler(job, work_bytes, memory_abort));
+    PanelSweep walk(zgm.xpxrows, zgm.ncoly, zgm.ncol, work);
     int start = 0;
     for (int c = 0; c < zgm.ncol; ++c) {
         const int e = F.coleffect[c];
@@ -189,10 +192,16 @@ bool origin_shifts(const MainBlock& F) {
 
 void grow_work_area(FitState& F, std::int64_t bytes) {
     if (F.abase != nullptr && bytes <= F.abytes) return;
-    vmfree_handler(xmainpool(), F.abase);
-    F.abase = nullptr;
-    F.abase = static_cast<double*>(vmalcp_handler(xmainpool(), bytes, memory_clear | memory_abort));
+    free_work_area(F);
+    F.apool = xmpoolc(xmainpool(), "work area");
+    F.abase = static_cast<double*>(vmalcp_handler(F.apool, bytes, memory_clear | memory_abort));
     F.abytes = bytes;
+}
+
+void free_work_area(FitState& F) {
+    xmpoold(F.apool);
+    F.apool = nullptr;
+    F.abase = nullptr;
 }
 
 void write_reduction(FitState& F, const ModelBlock& zgm, const double* restore_origin_sums) {

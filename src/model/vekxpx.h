@@ -17,6 +17,8 @@ void vekxpxu(MainBlock& F, std::int64_t absorbed);
 
 /// Makes the work area at least `bytes` long; its content is lost when it grows. All zeros after growing.
 void grow_work_area(FitState& F, std::int64_t bytes);
+/// Gives it back. It has a pool of its own, since a short block that is freed alone stays with its pool.
+void free_work_area(FitState& F);
 
 /// Writes the reduction of the y block since the last call as one matrix of file 4, and remembers the y block.
 /// `after_shift`, when given, completes the packed reduction (nyp by nyp, packed lower triangle) before it is written.
