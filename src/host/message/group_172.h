@@ -1,5 +1,7 @@
 // Messages of the procedure: what it refuses or restricts, the labels and titles of its tables, the words in them.
-// A semicolon in a title or heading begins a new line.
+// A semicolon in a title or heading begins a new line. Other checks come before some messages, so that they are not met:
+// 115 (an effect without class variables is continuous, 114), 117 (PROC ANOVA has no WEIGHT statement), 307 (284 ends the
+// level pass first); 101 and 102 want a utility file that was written and cannot be read.
 #pragma once
 
 #include "host/message/catalogue.h"
