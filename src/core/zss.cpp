@@ -74,8 +74,35 @@ void ReDefine(HypothesisRows& H, const EffectMod& e, int c) {
 
 /// True when no coefficient reaches zeta.
 bool Zvec(const HypothesisRows& H, int r) {
-    return std::all_of(H.rows[r] + H.low[r], H.rows[r] + H.high[r],
-                       [&](double x) { return std::fabs(x) < H.zeta; });
+    return std::all_of(H.rows[r] + H.low[r], H.rows[r] + H.high[r], [&](double x) { return std::fabs(x) < H.zeta; });
+}
+
+/// Rows on their way out that are orthogonal to one another. Every other row meets all of them, one after the other,
+/// while it is in the cache: the sums are those of one row after the other, the memory is read once for a panel.
+struct Panel {
+    static constexpr int room = 64;
+    static constexpr int cache_doubles = 65536;
+
+    explicit Panel(int ncol) : most(std::clamp(cache_doubles / ncol, 4, room)) {}
+    void add(int row, double s) {
+        rows[size] = row;
+        squares[size++] = s;
+    }
+
+    int most;
+    int size = 0;
+    int rows[room];
+    double squares[room];
+};
+
+/// Makes row u orthogonal to the rows of the panel.
+void take_out(HypothesisRows& H, int u, const Panel& panel) {
+    for (int i = 0; i < panel.size; ++i) {
+        const int v = panel.rows[i];
+        if (H.high[u] <= H.low[v] || H.low[u] >= H.high[v]) continue;
+        const double a = zinner(H.rows[v] + H.low[v], H.rows[u] + H.low[v], H.high[v] - H.low[v]) / panel.squares[i];
+        if (std::fabs(a) > H.zeta) add_row(H, u, v, -a);
+    }
 }
 
 }  // namespace
@@ -115,17 +142,19 @@ int zss_initialize(HypothesisRows& H, const ModelBlock& zgm, int e) {
 void zss_orthogonalize(HypothesisRows& H, const ModelBlock& zgm, int e) {
     const EffectMod& tested = *zgm.modrecs[e];
     const auto inside = [&](int r) { return r >= tested.firstcol && r < tested.firstcol + tested.ncols; };
-    for (int v = 0; v < H.ncol; ++v) {
-        if (H.active[v] == 0 || inside(v)) continue;
-        H.active[v] = 0;
-        const double* row = H.rows[v] + H.low[v];
-        const int n = H.high[v] - H.low[v];
-        const double s = zinner(row, row, n);
-        if (!(s > H.zeta)) continue;
+    Panel panel(H.ncol);
+    for (int v = 0; v < H.ncol;) {
+        panel.size = 0;
+        for (; v < H.ncol && panel.size < panel.most; ++v) {
+            if (H.active[v] == 0 || inside(v)) continue;
+            H.active[v] = 0;
+            take_out(H, v, panel);
+            const double* row = H.rows[v] + H.low[v];
+            const double s = zinner(row, row, H.high[v] - H.low[v]);
+            if (s > H.zeta) panel.add(v, s);
+        }
         for (int u = 0; u < H.ncol; ++u) {
-            if (H.active[u] == 0 || H.high[u] <= H.low[v] || H.low[u] >= H.high[v]) continue;
-            const double a = zinner(row, H.rows[u] + H.low[v], n) / s;
-            if (std::fabs(a) > H.zeta) add_row(H, u, v, -a);
+            if (H.active[u] != 0) take_out(H, u, panel);
         }
     }
 }

@@ -3,6 +3,13 @@
 // another.
 #pragma once
 
+/// In front of a loop over a tile: its counts are constants, and its elements stay in registers only when it is unrolled.
+#if defined(__clang__)
+#define VEK_UNROLL _Pragma("unroll")
+#else
+#define VEK_UNROLL _Pragma("GCC unroll 16")
+#endif
+
 namespace vek {
 
 /// The versions in which the hot kernels exist. `portable` runs everywhere.

@@ -7,12 +7,6 @@
 
 #include "numeric/packed.h"
 
-#if defined(__clang__)
-#define VEK_UNROLL _Pragma("unroll")
-#else
-#define VEK_UNROLL _Pragma("GCC unroll 8")
-#endif
-
 namespace vek {
 
 namespace {

@@ -13,12 +13,6 @@
 
 #include "numeric/kernels.h"
 
-#if defined(__clang__)
-#define VEK_UNROLL _Pragma("unroll")
-#else
-#define VEK_UNROLL _Pragma("GCC unroll 8")
-#endif
-
 namespace vek {
 
 namespace {

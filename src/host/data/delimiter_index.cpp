@@ -10,12 +10,6 @@
 #include <immintrin.h>
 #endif
 
-#if defined(__clang__)
-#define VEK_UNROLL _Pragma("unroll")
-#else
-#define VEK_UNROLL _Pragma("GCC unroll 8")
-#endif
-
 namespace vek {
 
 namespace {

@@ -1,5 +1,9 @@
 // Columns in pieces: the first one grows by doubling until it has a whole piece's rows, the others are made whole.
+// Pieces are cut from slabs that ask for huge pages, because the first touch of a small page costs more than filling
+// it.
 #include "host/data/memory_table.h"
+
+#include <sys/mman.h>
 
 #include <algorithm>
 
@@ -7,60 +11,67 @@ namespace vek {
 
 namespace {
 
-template <class T>
-void make_room(std::vector<std::unique_ptr<T[]>>* pieces, int rows, int have, int capacity) {
-    auto larger = std::make_unique_for_overwrite<T[]>(static_cast<std::size_t>(capacity));
-    if (rows == 0 || rows >= MemoryTable::piece_rows) {
-        pieces->push_back(std::move(larger));
-    } else {
-        std::copy_n(pieces->back().get(), have, larger.get());
-        pieces->back() = std::move(larger);
-    }
-}
+constexpr std::size_t small_slab = std::size_t{4} << 10;
+constexpr std::size_t large_slab = std::size_t{4} << 20;
+constexpr std::size_t huge_page = std::size_t{2} << 20;
+/// Columns are filled side by side: pieces a power of two apart would compete for the same lines of the cache.
+constexpr std::size_t between_pieces = 64;
 
 }  // namespace
 
 MemoryTable::MemoryTable(std::vector<Variable> variables)
     : variables_(std::move(variables)), columns_(variables_.size()) {}
 
-void MemoryTable::add_row() {
-    const int in_piece = static_cast<int>(rows_ % piece_rows);
-    const bool full = rows_ < piece_rows ? rows_ == capacity_ : in_piece == 0;
-    if (full) {
-        const int have = rows_ < piece_rows ? static_cast<int>(rows_) : 0;
-        const int capacity = rows_ < piece_rows ? std::clamp(2 * capacity_, 16, piece_rows) : piece_rows;
-        const int marker = rows_ < piece_rows ? static_cast<int>(rows_) : piece_rows;
-        for (std::size_t c = 0; c < columns_.size(); ++c) {
-            if (variables_[c].type == VariableType::numeric) {
-                make_room(&columns_[c].numbers, marker, have, capacity);
-            } else {
-                make_room(&columns_[c].texts, marker, have, capacity);
-            }
-        }
-        if (rows_ < piece_rows) capacity_ = capacity;
+std::byte* MemoryTable::take(std::size_t bytes) {
+    if (bytes > free_bytes_) {
+        const bool large = bytes >= small_slab;
+        const std::size_t size = std::max(bytes, large ? large_slab : small_slab);
+        const std::size_t alignment = large ? huge_page : between_pieces;
+        slabs_.emplace_back(static_cast<std::byte*>(::operator new(size, std::align_val_t(alignment))),
+                            FreeSlab{alignment});
+        free_ = slabs_.back().get();
+        free_bytes_ = size;
+        if (large) madvise(free_, size, MADV_HUGEPAGE);
     }
-    ++rows_;
+    std::byte* const taken = free_;
+    free_ += bytes;
+    free_bytes_ -= bytes;
+    return taken;
 }
 
-void MemoryTable::set_number(int column, double value) {
-    const std::int64_t row = rows_ - 1;
-    columns_[static_cast<std::size_t>(column)]
-        .numbers[static_cast<std::size_t>(row / piece_rows)][static_cast<std::size_t>(row % piece_rows)] = value;
+void MemoryTable::make_room() {
+    const bool growing = room_ < piece_rows;  // the first piece: its rows move to a larger one
+    const int have = growing ? room_ : 0;
+    const int room = growing ? std::clamp(2 * room_, 16, piece_rows) : piece_rows;
+    const auto add = [&]<class T>(std::vector<T*>* pieces, T** current) {
+        T* const piece = reinterpret_cast<T*>(take(static_cast<std::size_t>(room) * sizeof(T) + between_pieces));
+        std::copy_n(*current, have, piece);
+        if (growing) pieces->clear();
+        pieces->push_back(piece);
+        *current = piece;
+    };
+    for (std::size_t c = 0; c < columns_.size(); ++c) {
+        if (variables_[c].type == VariableType::numeric) {
+            add(&columns_[c].numbers, &columns_[c].number);
+        } else {
+            add(&columns_[c].texts, &columns_[c].text);
+        }
+    }
+    room_ = room;
+    at_ = have;
 }
 
 void MemoryTable::set_text(int column, std::string_view value) {
-    const std::int64_t row = rows_ - 1;
     Column& c = columns_[static_cast<std::size_t>(column)];
-    c.texts[static_cast<std::size_t>(row / piece_rows)][static_cast<std::size_t>(row % piece_rows)] = {
-        c.arena.keep(value), static_cast<std::int32_t>(value.size())};
+    c.text[at_] = {c.arena.keep(value), static_cast<std::int32_t>(value.size())};
 }
 
 const double* MemoryTable::numbers(int column, std::int64_t piece) const {
-    return columns_[static_cast<std::size_t>(column)].numbers[static_cast<std::size_t>(piece)].get();
+    return columns_[static_cast<std::size_t>(column)].numbers[static_cast<std::size_t>(piece)];
 }
 
 const TextValue* MemoryTable::texts(int column, std::int64_t piece) const {
-    return columns_[static_cast<std::size_t>(column)].texts[static_cast<std::size_t>(piece)].get();
+    return columns_[static_cast<std::size_t>(column)].texts[static_cast<std::size_t>(piece)];
 }
 
 }  // namespace vek

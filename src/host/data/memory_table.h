@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,8 +30,11 @@ class MemoryTable {
     explicit MemoryTable(std::vector<Variable> variables);
 
     /// Begins a row; every column must be set before the next one begins.
-    void add_row();
-    void set_number(int column, double value);
+    void add_row() {
+        if (++at_ == room_) make_room();
+        ++rows_;
+    }
+    void set_number(int column, double value) { columns_[static_cast<std::size_t>(column)].number[at_] = value; }
     void set_text(int column, std::string_view value);
 
     const std::vector<Variable>& variables() const { return variables_; }
@@ -40,14 +44,27 @@ class MemoryTable {
 
   private:
     struct Column {
-        std::vector<std::unique_ptr<double[]>> numbers;
-        std::vector<std::unique_ptr<TextValue[]>> texts;
+        std::vector<double*> numbers;  ///< the pieces; the texts of a text variable stand in the other list
+        std::vector<TextValue*> texts;
+        double* number = nullptr;  ///< the piece that is being filled
+        TextValue* text = nullptr;
         TextArena arena;
     };
+    struct FreeSlab {
+        std::size_t alignment;
+        void operator()(std::byte* slab) const { ::operator delete(slab, std::align_val_t(alignment)); }
+    };
+    void make_room();
+    std::byte* take(std::size_t bytes);
+
     std::vector<Variable> variables_;
     std::vector<Column> columns_;
+    std::vector<std::unique_ptr<std::byte, FreeSlab>> slabs_;  ///< what the pieces are cut from
+    std::byte* free_ = nullptr;
+    std::size_t free_bytes_ = 0;
     std::int64_t rows_ = 0;
-    int capacity_ = 0;  ///< rows of the first piece, which grows so that a small data set stays small
+    int at_ = -1;   ///< the last row's place in its piece
+    int room_ = 0;  ///< rows of the last piece; the first one grows so that a small data set stays small
 };
 
 }  // namespace vek

@@ -5,10 +5,9 @@
 #include <zlib.h>
 #include <zstd.h>
 
-#include <charconv>
-#include <cmath>
-#include <cstring>
+#include <algorithm>
 
+#include "host/data/shortest.h"
 #include "host/session/output_file.h"
 #include "numeric/missing.h"
 
@@ -131,45 +130,38 @@ class FileWriter final : public RowWriter {
     }
     void begin_row() override { first_ = true; }
     void number(double value) override {
-        separate();
+        char* to = separated(shortest_room + 2);
         if (wzmis(value)) {
             // A plain missing value is an empty field, which every reader of such files understands.
-            if (const char code = missing_code(value); code != '.') line_.append({'.', code});
+            if (const char code = missing_code(value); code != '.') {
+                *to++ = '.';
+                *to++ = code;
+            }
+            end_ = to;
             return;
         }
-        char digits[40];
-        // Whole numbers without an exponent, as people write them.
-        const bool whole = std::abs(value) < 1e15 && value == std::trunc(value) && !(value == 0 && std::signbit(value));
-        const auto end = whole ? std::to_chars(digits, digits + sizeof digits, static_cast<std::int64_t>(value))
-                               : std::to_chars(digits, digits + sizeof digits, value);
-        std::string_view written(digits, static_cast<std::size_t>(end.ptr - digits));
-        if (decimal_ != '.') {
-            if (char* point = static_cast<char*>(std::memchr(digits, '.', written.size()))) *point = decimal_;
-            if (written.find(delimiter_) != std::string_view::npos) {
-                line_.append("\"").append(written).append("\"");
-                return;
-            }
-        }
-        line_.append(written);
+        end_ = write_shortest(value, to);
+        if (decimal_ != '.') put_decimal(to);
     }
     void text(std::string_view value) override {
-        separate();
+        char* to = separated(2 * value.size() + 2);
         bool quotes = false;
         for (const char c : value) quotes = quotes || c == delimiter_ || c == '"' || c == '\n' || c == '\r';
         if (!quotes) {
-            line_.append(value);
+            end_ = std::copy(value.begin(), value.end(), to);
             return;
         }
-        line_.push_back('"');
+        *to++ = '"';
         for (const char c : value) {
-            if (c == '"') line_.push_back('"');
-            line_.push_back(c);
+            if (c == '"') *to++ = '"';
+            *to++ = c;
         }
-        line_.push_back('"');
+        *to++ = '"';
+        end_ = to;
     }
     void end_row() override {
-        line_.push_back('\n');
-        if (line_.size() >= flush_at) flush(false);
+        *end_++ = '\n';  // separated() keeps room for it; a row of no columns has the whole buffer
+        if (held() >= flush_at) flush(false);
     }
     bool complete() override {
         flush(true);
@@ -180,19 +172,48 @@ class FileWriter final : public RowWriter {
     const std::string& error() const override { return file_.error(); }
 
   private:
-    void separate() {
-        if (!first_) line_.push_back(delimiter_);
+    std::size_t held() const { return static_cast<std::size_t>(end_ - buffer_.get()); }
+
+    /// Where a field of up to `room` bytes begins, behind the delimiter; a line end has room behind it.
+    char* separated(std::size_t room) {
+        if (const std::size_t needed = held() + room + 2; needed > size_) {
+            const std::size_t larger = std::max(2 * size_, needed);
+            auto buffer = std::make_unique_for_overwrite<char[]>(larger);
+            char* const end = std::copy(buffer_.get(), end_, buffer.get());
+            buffer_ = std::move(buffer);
+            size_ = larger;
+            end_ = end;
+        }
+        if (!first_) *end_++ = delimiter_;
         first_ = false;
+        return end_;
     }
+
+    /// Gives the number that begins at `number` and ends the buffer the decimal sign of the file, in quotes where that
+    /// sign also separates fields.
+    void put_decimal(char* number) {
+        char* const point = std::find(number, end_, '.');
+        if (point == end_) return;
+        *point = decimal_;
+        if (decimal_ != delimiter_) return;
+        std::copy_backward(number, end_, end_ + 1);
+        *number = '"';
+        end_[1] = '"';
+        end_ += 2;
+    }
+
     void flush(bool last) {
         // What has failed once is reported when the file should be put in place.
-        if (!file_.failed()) file_.write(compressor_ != nullptr ? compressor_->compress(line_, last) : line_);
-        line_.clear();
+        const std::string_view bytes(buffer_.get(), held());
+        if (!file_.failed()) file_.write(compressor_ != nullptr ? compressor_->compress(bytes, last) : bytes);
+        end_ = buffer_.get();
     }
 
     OutputFile file_;
     std::unique_ptr<Compressor> compressor_;
-    std::string line_;
+    std::size_t size_ = 2 * flush_at;
+    std::unique_ptr<char[]> buffer_ = std::make_unique_for_overwrite<char[]>(size_);
+    char* end_ = buffer_.get();
     char delimiter_ = ',', decimal_ = '.';
     bool first_ = true;
 };

@@ -144,11 +144,15 @@ bool OutputFile::open(const std::string& path) {
     return true;
 }
 
-bool OutputFile::flush() {
-    if (failed_ || buffer_.empty()) return !failed_;
+bool OutputFile::pass_to_system(std::string_view bytes) {
     if (descriptor_ == STDOUT_FILENO && output_closed) return fail(EBADF);
     if (write_fails_now()) return fail(ENOSPC);
-    if (!write_all(descriptor_, buffer_)) return fail(errno);
+    return write_all(descriptor_, bytes) || fail(errno);
+}
+
+bool OutputFile::flush() {
+    if (failed_ || buffer_.empty()) return !failed_;
+    if (!pass_to_system(buffer_)) return false;
     buffer_.clear();
     return true;
 }
@@ -156,6 +160,7 @@ bool OutputFile::flush() {
 bool OutputFile::write(std::string_view bytes) {
     if (failed_ || descriptor_ < 0) return false;
     bytes_ += static_cast<std::int64_t>(bytes.size());
+    if (bytes.size() >= buffer_size) return flush() && pass_to_system(bytes);  // large pieces are not copied first
     buffer_.append(bytes);
     return buffer_.size() < buffer_size || flush();
 }

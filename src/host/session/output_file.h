@@ -37,6 +37,7 @@ class OutputFile {
 
   private:
     bool flush();
+    bool pass_to_system(std::string_view bytes);
     bool fail(int error);
     int descriptor_ = -1;
     bool owned_ = false;  ///< the descriptor is ours to close

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "host/storage/temporary_file.h"
 #include "host/storage/utility_file.h"
 
 namespace vek {
@@ -17,17 +18,6 @@ namespace {
 
 constexpr std::size_t most_in_memory = std::size_t{1} << 20;
 constexpr std::size_t piece = std::size_t{64} << 10;
-
-int open_temporary() {
-    const char* folder = std::getenv("TMPDIR");
-    const std::string name = folder != nullptr && *folder != '\0' ? folder : "/tmp";
-    int descriptor = open(name.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
-    if (descriptor >= 0 || (errno != EOPNOTSUPP && errno != EISDIR && errno != ENOENT)) return descriptor;
-    std::string pattern = name + "/vek-XXXXXX";
-    descriptor = mkostemp(pattern.data(), O_CLOEXEC);
-    if (descriptor >= 0) unlink(pattern.c_str());
-    return descriptor;
-}
 
 }  // namespace
 

@@ -18,6 +18,7 @@
 
 #include "host/message/catalogue.h"
 #include "host/storage/poison.h"
+#include "host/storage/temporary_file.h"
 
 namespace vek {
 
@@ -75,18 +76,6 @@ struct UtilityFile {
 namespace {
 
 constexpr std::size_t no_piece = static_cast<std::size_t>(-1);
-
-/// An unlinked temporary file in TMPDIR or the system's folder for them.
-int open_temporary() {
-    const char* folder = std::getenv("TMPDIR");
-    const std::string name = folder != nullptr && *folder != '\0' ? folder : "/tmp";
-    int descriptor = open(name.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
-    if (descriptor >= 0 || (errno != EOPNOTSUPP && errno != EISDIR && errno != ENOENT)) return descriptor;
-    std::string pattern = name + "/vek-XXXXXX";
-    descriptor = mkostemp(pattern.data(), O_CLOEXEC);
-    if (descriptor >= 0) unlink(pattern.c_str());
-    return descriptor;
-}
 
 bool disk_transfer(bool writing, std::byte* bytes, std::int64_t count, std::int64_t place) {
     while (count > 0) {
