@@ -268,6 +268,7 @@ TEST_CASE("mistakes: statements where they do not belong") {
         {"PROC VEK DATA=TRIAL; VALUE a 1='b'; MODEL y1=x1; RUN;", {message_in_step}},
         {"PORC VEK DATA=TRIAL; CLASS block; MODEL y1=block; RUN;", {message_unknown_statement}},
         {"PROC VEKK DATA=TRIAL; CLASS block; MODEL y1=block; RUN;", {message_unknown_procedure}},
+        {"PROC VGK; CLASS block; MODEL y1=block; RUN;", {message_unknown_procedure}},
         {"PROC REGRESSION DATA=TRIAL; CLASS block; MODEL y1=block; RUN;", {message_unknown_procedure}},
         {"PROC; CLASS block; MODEL y1=block; RUN;", {message_incomplete}},
         {"VEK DATA=TRIAL; CLASS block; MODEL y1=blok; RUN;", {message_unknown_statement, message_unknown_variable}},

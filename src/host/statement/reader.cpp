@@ -9,6 +9,7 @@
 #include "frame/host_message.h"
 #include "frame/host_statement.h"
 #include "host/data/dataset.h"
+#include "host/data/library.h"
 #include "host/statement/diagnostics.h"
 #include "host/statement/interpreter.h"
 #include "host/statement/lists.h"
@@ -413,7 +414,9 @@ bool StatementReader::proc_statement() {
     bool good = parse_statement(c);
     if (!good) report_and_resume();
     // What follows is read with the data set even when the statement has a mistake, if it is known which one is meant.
-    const bool named = std::any_of(c.opens.begin(), c.opens.end(), [](const PendingOpen& o) { return !o.output; });
+    const bool named = std::any_of(c.opens.begin(), c.opens.end(), [&](const PendingOpen& o) {
+        return !o.output && !(proc_in_doubt_ && o.absent && last_made() == nullptr);
+    });
     step_.checking = !good || proc_in_doubt_;
     if ((good && !proc_in_doubt_) || named) {
         const bool opened = open_data_sets(c);

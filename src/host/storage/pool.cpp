@@ -271,7 +271,7 @@ void give_large_back(Large* large) {
 }
 
 /// The header of a large block, or null for a small one, whose 64 bytes before it are anything.
-[[gnu::no_sanitize("address")]] Large* large_header(void* block) {
+[[gnu::no_sanitize_address]] Large* large_header(void* block) {
     if (reinterpret_cast<std::uintptr_t>(block) % 64 != 0) return nullptr;
     auto* large = reinterpret_cast<Large*>(static_cast<std::byte*>(block) - 64);
     return large->mark == large_mark && large->block() == block && large->owner != nullptr ? large : nullptr;
