@@ -102,7 +102,7 @@ bool xdebug(std::string_view word) {
 
 void wtpoll() {
     if (pending_signal() == 0) return;
-    if (session().prompting()) throw Interrupted{};
+    if (!session().abandoned()) throw Interrupted{};  // at the prompt
     throw Leave{leave_interrupted, 0};
 }
 

@@ -15,15 +15,18 @@ namespace {
 volatile std::sig_atomic_t pending = 0;
 volatile std::sig_atomic_t patient_now = 0;
 
+/// At the prompt an interrupt waits for the poll; a request to end does not.
+bool waits(int number) { return patient_now != 0 && number == SIGINT; }
+
 void end_at_once(int) {
-    if (pending == 0 || patient_now != 0) return;
+    if (pending == 0 || waits(pending)) return;
     remove_temporary_files();
     _exit(128 + pending);
 }
 
 void note_signal(int number) {
     pending = number;
-    if (patient_now == 0) alarm(1);
+    if (!waits(number)) alarm(1);
 }
 
 }  // namespace

@@ -6,7 +6,7 @@ namespace vek {
 /// SIGINT, SIGTERM and SIGHUP set the pending signal; a program that does not poll within a second is ended from the
 /// handler, its temporary files removed. SIGPIPE is ignored.
 void install_signal_handlers();
-/// At the prompt nothing is ended from the handler.
+/// At the prompt SIGINT ends nothing from the handler.
 void wait_for_poll(bool patient);
 /// Number of the signal that arrived, 0 for none.
 int pending_signal();

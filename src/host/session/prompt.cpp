@@ -42,6 +42,7 @@ class TerminalLines : public LineSource {
     bool next_line(std::string* line, bool continued) override {
         current_prompt = continued ? "  +> " : "vek> ";
         session().show();  // what the statement before has to say stands above the next one
+        if (session().abandoned()) return false;
         errno = 0;
         int count = 0;
         const char* text = editor_ == nullptr ? nullptr : el_gets(editor_, &count);

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <exception>
 #include <memory>
@@ -196,7 +197,7 @@ void Session::drain() {
     if (outputs_ != nullptr) outputs_->drain();
 }
 
-bool Session::abandoned() const { return pending_signal() != 0 && !prompting_; }
+bool Session::abandoned() const { return pending_signal() != 0 && !(prompting_ && pending_signal() == SIGINT); }
 
 // ---- steps ------------------------------------------------------------------------------------------------------
 

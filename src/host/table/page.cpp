@@ -37,7 +37,7 @@ nav ul{list-style:none;margin:.15rem 0;padding-left:1rem}
 nav details>ul{padding-left:0}
 nav li{margin:.1rem 0}
 nav ul ul ul li{display:inline}
-nav ul ul ul li:not(:last-child)::after{content:"\a0\b7";margin-right:.4em;color:var(--faint)}
+nav ul ul ul li:not(:last-child)::after{content:"\a0\b7";margin-right:.1em;color:var(--faint)}
 a{color:var(--link);text-decoration:none}
 a:hover,a:focus{text-decoration:underline}
 figure{margin:1.4rem 0 2rem}
