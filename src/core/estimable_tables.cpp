@@ -44,7 +44,7 @@ void read_type(const MainBlock& F, HypothesisRows& H, int type) {
 
 void common_keys(Table& t, const MainBlock& F) {
     t.attribute("h1space", F.zgm.nabsorb == 0 ? 1 : 0);
-    t.attribute("absorb", F.zgm.nabsorb > 0 ? "1" : "0");
+    t.attribute("absorb", F.zgm.nabsorb > 0 ? 1 : 0);
 }
 
 std::size_t longest(const std::vector<std::string>& texts) {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "frame/host_message.h"
 #include "model/zlst.h"
 #include "numeric/kernels.h"
 
@@ -144,6 +145,7 @@ void zss_orthogonalize(HypothesisRows& H, const ModelBlock& zgm, int e) {
     const auto inside = [&](int r) { return r >= tested.firstcol && r < tested.firstcol + tested.ncols; };
     Panel panel(H.ncol);
     for (int v = 0; v < H.ncol;) {
+        wtpoll();
         panel.size = 0;
         for (; v < H.ncol && panel.size < panel.most; ++v) {
             if (H.active[v] == 0 || inside(v)) continue;

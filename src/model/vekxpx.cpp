@@ -148,6 +148,7 @@ void forward_sweep(MainBlock& F, const ColumnRange& range) {
     PanelSweep walk(zgm.xpxrows, zgm.ncoly, zgm.ncol, work);
     int start = 0;
     for (int c = 0; c < zgm.ncol; ++c) {
+        wtpoll();
         const int e = F.coleffect[c];
         const double d = walk.pivot(c);
         range.minimum[c] = d;
@@ -186,9 +187,7 @@ void write_raw_sums(MainBlock& F) {
 
 bool model_option(const MainBlock& F, int bit) { return F.modelstmt != nullptr && F.modelstmt->option(bit); }
 
-bool origin_shifts(const MainBlock& F) {
-    return !model_option(F, model_intercept) && F.zgm.neff > 0 && !F.zgm.noint1;
-}
+bool origin_shifts(const MainBlock& F) { return !model_option(F, model_intercept) && F.zgm.neff > 0 && !F.zgm.noint1; }
 
 void grow_work_area(FitState& F, std::int64_t bytes) {
     if (F.abase != nullptr && bytes <= F.abytes) return;

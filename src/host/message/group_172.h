@@ -1,7 +1,7 @@
 // Messages of the procedure: what it refuses or restricts, the labels and titles of its tables, the words in them.
-// A semicolon in a title or heading begins a new line. Other checks come before some messages, so that they are not met:
-// 115 (an effect without class variables is continuous, 114), 117 (PROC ANOVA has no WEIGHT statement), 307 (284 ends the
-// level pass first); 101 and 102 want a utility file that was written and cannot be read.
+// A semicolon in a title or heading begins a new line. Other checks come before some messages, so that they are not
+// met: 115 (an effect without class variables is continuous, 114), 117 (PROC ANOVA has no WEIGHT statement), 307 (284
+// ends the level pass first); 101 and 102 want a utility file that was written and cannot be read.
 #pragma once
 
 #include "host/message/catalogue.h"
@@ -59,7 +59,8 @@ inline constexpr CatalogueRow group_172[] = {
     {47, Level::error, "LSMEANS cannot be used with absorbed variables",
      "Name the absorbed variables in CLASS and MODEL instead."},
     {48, Level::error, "RANDOM is not a statement of PROC ANOVA", "Use PROC VEK."},
-    {49, Level::warning, "the error has no degrees of freedom; means are shown without comparisons"},
+    {49, Level::warning, "the error has no degrees of freedom; means are shown without comparisons",
+     "Name another error term with E=."},
     {50, Level::warning, "an effect with fewer than two levels in use has no comparisons",
      "Comparisons are off for the rest of the statement."},
     {51, Level::note, "t Values for Differences of {text}: t; Pr > |t|; Dependent Variable: {text}"},
@@ -187,7 +188,8 @@ inline constexpr CatalogueRow group_172[] = {
     {239, Level::error, "COV with OUT= takes one effect", "Write an LSMEANS statement for each effect."},
     {240, Level::error, "the output data set of LSMEANS could not be opened again"},
     {242, Level::warning, "the data are not balanced; PROC ANOVA is not made for them", "Use PROC VEK."},
-    {243, Level::error, "the control level {text} is not a level of {text}"},
+    {243, Level::error, "the control level {text} is not a level of {text}",
+     "Levels are compared as they are printed; the table Class Levels shows them."},
     {244, Level::note, "Partial Correlations from the Error Matrix; p-Values below"},
     {245, Level::note, "Partial Correlations of the Variables Defined by M, from the Error Matrix; p-Values below"},
     {246, Level::note, "Means of the Within-Subject Effects"},
@@ -340,7 +342,8 @@ inline constexpr CatalogueRow group_172[] = {
     {393, Level::note, "{text}[{integer}]"},
     {990, Level::error, "{text} cannot be carried out by this version"},
     {991, Level::note,
-     "{text}, row {integer}, cannot be estimated: its coefficients are {text}; that of {text} is {text}, where the model "
+     "{text}, row {integer}, cannot be estimated: its coefficients are {text}; that of {text} is {text}, where the "
+     "model "
      "asks for {text}",
      "The coefficients of an effect and of those that contain it go together; option E shows them all."},
     {992, Level::note, "there are no observations of {text}"},
