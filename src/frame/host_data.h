@@ -79,6 +79,8 @@ std::string xvshown(const DataSet* data, int variable, TextValue value);
 void xolost(FetchList* list, int variable, int row);
 /// Rows of the group that were read, and those that the fit can use.
 void xoused(DataSet* data, std::int64_t read, std::int64_t used);
+/// The model is fitted again: what was counted and lost before no longer belongs to it.
+void xorecount(DataSet* data);
 
 // ---- writing ----------------------------------------------------------------------------------------------------
 

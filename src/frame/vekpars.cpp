@@ -112,6 +112,7 @@ void look_ahead(Dispatch& d, Statement* first) {
 
 /// Forgets the fit that was made or begun before: MODEL is carried out again.
 void forget_fit(MainBlock& F) {
+    xorecount(F.zgm.data);
     rewind_work(F);
     xmpoold(F.zgm.pool);
     F.zgm.pool = nullptr;

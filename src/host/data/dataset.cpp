@@ -315,6 +315,11 @@ void xoused(DataSet* data, std::int64_t read, std::int64_t used) {
     data->used += used;
 }
 
+void xorecount(DataSet* data) {
+    data->read = data->used = 0;
+    data->losses.clear();
+}
+
 ExpressionVariable find_for_condition(const DataSet& data, std::string_view name) {
     const auto made = [](const Variable& variable, int column) {
         return ExpressionVariable{column, variable.type == VariableType::character, {}};
