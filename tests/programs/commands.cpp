@@ -84,6 +84,10 @@ constexpr Command commands[] = {
      "printf 'a,y\\n1,5\"\\n' > b.csv; sed s/plots/b/ ok.vek | $V -q --json j 2> err", 1,
      "grep -q '\"file\": *\"b.csv\", *\"line\": *2, *\"column\": *4, *\"length\": *1' j && grep -q '^b.csv:2: error' "
      "err"},
+    {"sums beyond the largest number are missing in the tables and an error in the log",
+     "printf 'variety,yield\\na,1e308\\na,-1e308\\nb,1.1e308\\nb,1e307\\n' > b.csv; sed s/plots/b/ ok.vek | $V -q "
+     "--json j 2> err",
+     1, "! grep -q 'null\\|[Ii]nf' j && grep -q '\"group\": *940' j && grep -q 'divide such a variable' err"},
 };
 
 void make_files(const std::string& folder) {

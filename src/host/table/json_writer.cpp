@@ -100,7 +100,7 @@ void JsonWriter::value(double number) {
     }
     separate();
     if (!std::isfinite(number)) {
-        put("null");
+        put("\".\"");  // the log tells of it
         return;
     }
     char digits[32];
