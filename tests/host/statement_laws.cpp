@@ -1,6 +1,8 @@
 // Laws of programs: places lie in the program, suggestions are applicable, a program with an error says so.
 #include "statement_laws.h"
 
+#include <utf8proc.h>
+
 #include <algorithm>
 #include <set>
 #include <utility>
@@ -23,8 +25,17 @@ std::vector<std::string_view> lines_of(std::string_view text) {
     }
 }
 
+/// Characters of a line; a byte that begins none counts as one.
 int characters(std::string_view line) {
-    return static_cast<int>(std::count_if(line.begin(), line.end(), [](char c) { return (c & 0xC0) != 0x80; }));
+    int count = 0;
+    while (!line.empty()) {
+        utf8proc_int32_t code = 0;
+        const auto length = utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(line.data()),
+                                             static_cast<utf8proc_ssize_t>(line.size()), &code);
+        line.remove_prefix(length > 0 ? static_cast<std::size_t>(length) : 1);
+        ++count;
+    }
+    return count;
 }
 
 }  // namespace
