@@ -18,6 +18,9 @@ namespace {
 
 using Node = std::shared_ptr<ExpressionNode>;
 
+// Messages about a text in the place of something else.
+constexpr int text_as_number = 4, text_as_condition = 5;
+
 class ConditionReader {
   public:
     ConditionReader(std::span<const Token> tokens, const std::function<ExpressionVariable(const Token&)>& find,
@@ -29,7 +32,7 @@ class ConditionReader {
         Node node = disjunction();
         if (node == nullptr) return nullptr;
         if (!at_end()) return unexpected("an operator, AND, OR, or the end of the condition");
-        if (node->text) return failed(first, 5, quoted(first.text));
+        if (node->text) return failed(first, text_as_condition, quoted(first.text));
         return node;
     }
 
@@ -84,7 +87,8 @@ class ConditionReader {
         if (!within_limits(first)) return nullptr;
         Node left = conjunction();
         while (left != nullptr && (is("OR") || is("|") || is("||"))) {
-            left = joined(Operation::logical_or, std::move(left), first, &ConditionReader::conjunction);
+            left =
+                joined(Operation::logical_or, std::move(left), first, &ConditionReader::conjunction, text_as_condition);
         }
         return left;
     }
@@ -93,12 +97,15 @@ class ConditionReader {
         const Token& first = peek();
         Node left = negation();
         while (left != nullptr && (is("AND") || is("&"))) {
-            left = joined(Operation::logical_and, std::move(left), first, &ConditionReader::negation);
+            left =
+                joined(Operation::logical_and, std::move(left), first, &ConditionReader::negation, text_as_condition);
         }
         return left;
     }
 
-    Node joined(Operation operation, Node left, const Token& first, Node (ConditionReader::*operand)()) {
+    /// The operator that is next, between `left` and what `operand` reads; a text on either side is refused by
+    /// `refusal`.
+    Node joined(Operation operation, Node left, const Token& first, Node (ConditionReader::*operand)(), int refusal) {
         const Token& word = next();
         if (!within_limits(word)) return nullptr;
         // Long chains lean to the left, and are evaluated as deep as they are long.
@@ -106,8 +113,8 @@ class ConditionReader {
         const Token& second = peek();
         Node right = (this->*operand)();
         if (right == nullptr) return nullptr;
-        if (left->text) return failed(first, 5, shown_token(first));
-        if (right->text) return failed(second, 5, shown_token(second));
+        if (left->text) return failed(first, refusal, shown_token(first));
+        if (right->text) return failed(second, refusal, shown_token(second));
         return made(operation, std::move(left), std::move(right));
     }
 
@@ -119,7 +126,7 @@ class ConditionReader {
         const Token& first = peek();
         Node operand = negation();
         if (operand == nullptr) return nullptr;
-        if (operand->text) return failed(first, 5, shown_token(first));
+        if (operand->text) return failed(first, text_as_condition, shown_token(first));
         return made(Operation::logical_not, std::move(operand));
     }
 
@@ -220,7 +227,7 @@ class ConditionReader {
         Node left = product();
         while (left != nullptr && (is("+") || is("-"))) {
             const Operation operation = peek().is("+") ? Operation::add : Operation::subtract;
-            left = arithmetic(operation, std::move(left), first, &ConditionReader::product);
+            left = joined(operation, std::move(left), first, &ConditionReader::product, text_as_number);
         }
         return left;
     }
@@ -230,25 +237,13 @@ class ConditionReader {
         Node left = factor();
         while (left != nullptr && (is("*") || is("/")) && !power_ahead()) {
             const Operation operation = peek().is("*") ? Operation::multiply : Operation::divide;
-            left = arithmetic(operation, std::move(left), first, &ConditionReader::factor);
+            left = joined(operation, std::move(left), first, &ConditionReader::factor, text_as_number);
         }
         return left;
     }
 
     /// ** comes as one token or as two.
     bool power_ahead() const { return is("**") || (is("*") && peek(1).is("*") && peek(1).adjoins); }
-
-    Node arithmetic(Operation operation, Node left, const Token& first, Node (ConditionReader::*operand)()) {
-        const Token& word = next();
-        if (!within_limits(word)) return nullptr;
-        if (++chain_ > longest_expression / 10) return failed(word, 6, std::to_string(longest_expression / 10));
-        const Token& second = peek();
-        Node right = (this->*operand)();
-        if (right == nullptr) return nullptr;
-        if (left->text) return failed(first, 4, shown_token(first));
-        if (right->text) return failed(second, 4, shown_token(second));
-        return made(operation, std::move(left), std::move(right));
-    }
 
     Node factor() {
         if (is("-") || is("+")) {
@@ -258,7 +253,7 @@ class ConditionReader {
             const Token& first = peek();
             Node operand = factor();
             if (operand == nullptr) return nullptr;
-            if (operand->text) return failed(first, 4, shown_token(first));
+            if (operand->text) return failed(first, text_as_number, shown_token(first));
             return sign.is("-") ? made(Operation::negate, std::move(operand)) : operand;
         }
         const Token& first = peek();
@@ -270,8 +265,8 @@ class ConditionReader {
         const Token& second = peek();
         Node exponent = factor();
         if (exponent == nullptr) return nullptr;
-        if (base->text) return failed(first, 4, shown_token(first));
-        if (exponent->text) return failed(second, 4, shown_token(second));
+        if (base->text) return failed(first, text_as_number, shown_token(first));
+        if (exponent->text) return failed(second, text_as_number, shown_token(second));
         return made(Operation::power, std::move(base), std::move(exponent));
     }
 
