@@ -10,6 +10,7 @@
 
 #include "host/data/number.h"
 #include "numeric/missing.h"
+#include "support/vector_state.h"
 
 using namespace vek;
 
@@ -171,4 +172,26 @@ TEST_CASE("columns of numbers: the vector routines, the plain ones and the libra
         CHECK(wrong == "");
     }
     CHECK(quick > 100000);
+}
+
+TEST_CASE("the column routines leave the vector registers as plain code wants them, whatever the number of rows") {
+    std::string text(field_slack, ' ');
+    std::vector<std::uint32_t> ends{static_cast<std::uint32_t>(text.size() - 1)};
+    for (int row = 0; row < 9; ++row) {
+        text += "1.25,";
+        ends.push_back(static_cast<std::uint32_t>(text.size() - 1));
+    }
+    text.append(64, ' ');
+    double values[9];
+    std::uint32_t rest[9], longest = 0;
+    for (int rows = 0; rows <= 9; ++rows) {
+        CAPTURE(rows);
+        const FieldColumn column{text.data(), ends.data() + 1, 1, rows};
+        number_routines().read(column, '.', values, rest);
+        const bool clear_behind_reading = upper_halves_clear();
+        number_routines().check(column, '.', &longest, rest);
+        const bool clear_behind_checking = upper_halves_clear();
+        CHECK(clear_behind_reading);
+        CHECK(clear_behind_checking);
+    }
 }
