@@ -41,6 +41,14 @@ TEST_CASE("catalogue: arguments fill the places in order, and an empty one at th
     CHECK(rdvmsg(172, 5, "x", 3) == "message 172/5 x 3");
 }
 
+TEST_CASE("catalogue: one of a thing is no plural") {
+    CHECK(format_message(910, 40, arguments("d.csv", 1, 0, "")) == "d.csv: 1 row read, 0 used");
+    CHECK(format_message(910, 40, arguments("d.csv", 0, 0, "")) == "d.csv: 0 rows read, 0 used");
+    CHECK(format_message(910, 42, arguments("o", 1, 2)) == "the data set o has 1 row and 2 variables");
+    CHECK(format_message(910, 42, arguments("o", 21, 1)) == "the data set o has 21 rows and 1 variable");
+    CHECK(format_message(910, 1, arguments(1, 2)) == "row has 1 field, the header names 2");
+}
+
 TEST_CASE("log: a message of a statement has its place, its excerpt and its hint; control characters are shown") {
     session().reset_for_test();
     host_log().set_statement({"trial.vek", 4, 5, 8});

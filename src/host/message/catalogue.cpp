@@ -68,13 +68,22 @@ std::string fill(std::string_view text, MessageArguments list) {
     std::string out;
     out.reserve(text.size() + 32);
     std::size_t next = 0;
+    bool one = false;  // the last integer was 1
     while (!text.empty()) {
         const std::size_t open = text.find('{');
         out.append(text.substr(0, open));
         if (open == std::string_view::npos) break;
         const std::size_t close = text.find('}', open);
         const std::string_view place = text.substr(open, close - open + 1);
-        if (next < list.size()) append_argument(&out, place, list[next++]);
+        if (place == "{s}") {
+            if (!one) out.push_back('s');
+        } else if (next < list.size()) {
+            const MessageArgument& argument = list[next++];
+            if (place == "{integer}") {
+                one = argument.kind == MessageArgument::Kind::integer ? argument.integer == 1 : argument.real == 1;
+            }
+            append_argument(&out, place, argument);
+        }
         text.remove_prefix(close + 1);
     }
     // A place at the end may be empty, such as the label of a variable that has none.

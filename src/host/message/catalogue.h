@@ -1,7 +1,8 @@
 // The catalogue of numbered messages: level, text with typed places, and a hint; one file a group.
 //
-// A place is {text}, {integer} or {real}; arguments fill the places in order. The host's rooms report through report(),
-// the module through xpmlog() and its sisters, and both end in one log.
+// A place is {text}, {integer} or {real}; arguments fill the places in order. {s} behind an {integer} makes a plural: it
+// is an "s" unless the last integer before it was 1. The host's rooms report through report(), the module through
+// xpmlog() and its sisters, and both end in one log.
 #pragma once
 
 #include <array>
@@ -63,12 +64,15 @@ constexpr bool sound(std::span<const CatalogueRow> rows) {
         if (row.level == Level::error && row.text.back() == '.') return false;
         last = row.number;
         std::string_view rest = row.text;
+        bool counted = false;
         for (std::size_t open = rest.find('{'); open != std::string_view::npos; open = rest.find('{')) {
             rest.remove_prefix(open);
             const std::size_t close = rest.find('}');
             if (close == std::string_view::npos) return false;
             const std::string_view place = rest.substr(0, close + 1);
-            if (place != "{text}" && place != "{integer}" && place != "{real}") return false;
+            if (place != "{text}" && place != "{integer}" && place != "{real}" && place != "{s}") return false;
+            if (place == "{s}" && !counted) return false;
+            counted = counted || place == "{integer}";
             rest.remove_prefix(close + 1);
         }
     }

@@ -6,9 +6,9 @@
 namespace vek {
 
 inline constexpr CatalogueRow group_910[] = {
-    {1, Level::error, "row has {integer} fields, the header names {integer}",
+    {1, Level::error, "row has {integer} field{s}, the header names {integer}",
      "A field that contains the separator must be in double quotes."},
-    {2, Level::error, "row has {integer} fields, the header names {integer}",
+    {2, Level::error, "row has {integer} field{s}, the header names {integer}",
      "Every row needs a field for each name; a missing value is an empty field, a point or NA."},
     {3, Level::error, "a quote stands inside a field that does not begin with one",
      "Put the whole field in double quotes and double the quote inside it."},
@@ -29,7 +29,7 @@ inline constexpr CatalogueRow group_910[] = {
      "The first row holds the names; SKIP=n behind the file's name passes over n lines in front of it."},
     {11, Level::error, "the file has no row of names", "The first row of a data file holds the names of its columns."},
     {12, Level::error, "the name {text} stands twice", "Names that differ only in case are the same; rename a column."},
-    {13, Level::error, "the name {text} has {integer} characters, the limit is {integer}", "Shorten it in the file."},
+    {13, Level::error, "the name {text} has {integer} character{s}, the limit is {integer}", "Shorten it in the file."},
     {14, Level::error, "the file has {integer} columns, the limit is {integer}"},
     {15, Level::note, "column {integer} has no name and is called {text}"},
     {16, Level::note, "column {text} is text, because its field {text} is not a number"},
@@ -48,7 +48,7 @@ inline constexpr CatalogueRow group_910[] = {
     {23, Level::error, "there is no file {text}",
      "A relative path starts at the current directory, or at the folder of the program."},
     {24, Level::error, "the file was changed while it was read", "Run the program again when the file is complete."},
-    {25, Level::error, "SKIP={integer} passes over the whole file, which has {integer} lines"},
+    {25, Level::error, "SKIP={integer} passes over the whole file, which has {integer} line{s}"},
     {26, Level::error, "DATA= is not given, and no data set has been made before", "Write DATA= and a data set."},
     {30, Level::error,
      "the BY group {text} of {text} stands twice: from {text} {integer} on and from {text} {integer} on",
@@ -56,9 +56,9 @@ inline constexpr CatalogueRow group_910[] = {
     {31, Level::error, "{text} is not in the order of BY: {text} in {text} {integer} stands behind {text}",
      "Sort the data by the BY variables, write DESCENDING in front of a variable in falling order, or write "
      "NOTSORTED."},
-    {40, Level::note, "{text}: {integer} rows read, {integer} used{text}"},
+    {40, Level::note, "{text}: {integer} row{s} read, {integer} used{text}"},
     {41, Level::warning, "no observation of {text} is left"},
-    {42, Level::note, "the data set {text} has {integer} rows and {integer} variables"},
+    {42, Level::note, "the data set {text} has {integer} row{s} and {integer} variable{s}"},
     {43, Level::error, "the data set {text} could not be written: {text}"},
     {44, Level::error, "the data set {text} is not kept, because its name is no file name",
      "Give it a name without slashes, control characters and a point in front."},

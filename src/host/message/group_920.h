@@ -21,7 +21,7 @@ inline constexpr CatalogueRow group_920[] = {
     {20, Level::error, "there is no format {text}", "VALUE makes a format; w.d, BESTw. and $w. are always there."},
     {21, Level::error, "the format {text} lacks its point"},
     {22, Level::error, "the width {integer} of the format {text} is not between 1 and {integer}"},
-    {23, Level::error, "the format {text} has no room for {integer} decimals"},
+    {23, Level::error, "the format {text} has no room for {integer} decimal{s}"},
     {24, Level::error, "VALUE cannot be read at {text}"},
     {25, Level::error, "a format cannot be called {text}",
      "Its name has letters, digits and underscores, begins with a letter and does not end with a digit, and is not F "

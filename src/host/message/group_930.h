@@ -6,7 +6,7 @@
 namespace vek {
 
 inline constexpr CatalogueRow group_930[] = {
-    {1, Level::error, "memory ran out at a request of {integer} bytes; the step ends here",
+    {1, Level::error, "memory ran out at a request of {integer} byte{s}; the step ends here",
      "A smaller model, or ABSORB for a variable of many levels, needs less."},
     {2, Level::error, "memory ran out; the step ends here",
      "A smaller model, or ABSORB for a variable of many levels, needs less."},
