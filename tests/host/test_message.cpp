@@ -207,7 +207,17 @@ TEST_CASE("host options: kinds, ranges, factors, and the nearest name") {
     CHECK(options.set("LINESIZE", "10") == Options::Outcome::out_of_range);
     CHECK(options.set("INTERACTIVE", "2") == Options::Outcome::out_of_range);
     CHECK(options.set("INTERACTIVE", "1x") == Options::Outcome::not_a_number);
+    CHECK(options.set("INTERACTIVE", "0.5") == Options::Outcome::not_a_number);
+    CHECK(options.set("LINESIZE", "1K") == Options::Outcome::not_a_number);
+    CHECK(options.set("LINESIZE", "K") == Options::Outcome::not_a_number);
     CHECK(options.set("LINSIZE", "80") == Options::Outcome::unknown);
+    CHECK(options.set("DEBUG", "foo") == Options::Outcome::unknown_word);
+    CHECK(options.set("DEBUG", "SYN foo") == Options::Outcome::unknown_word);
+    CHECK(options.set("DEBUG", "1") == Options::Outcome::unknown_word);
+    CHECK(options.text("DEBUG").empty());
+    CHECK(options.set("DEBUG", "syn, Layout") == Options::Outcome::done);
+    CHECK(options.set("DEBUG", "SYNSEM") == Options::Outcome::done);
+    CHECK(options.set("DEBUG", " ") == Options::Outcome::done);
     CHECK(options.number("LINESIZE") == 0);
     CHECK(Options::nearest("LINSIZE") == "LINESIZE");
     CHECK(Options::nearest("fault_write").empty());

@@ -82,9 +82,9 @@ constexpr Case cases[] = {
     // ---- host options
     {"a host option without name", "$V --option =5 ok.vek 2> err", 2, "grep -q NAME=VALUE err"},
     {"a host option with nothing", "$V --option LINESIZE= ok.vek 2> err", 2, "grep -q NAME=VALUE err"},
-    {"a number that is none", "$V --option LINESIZE=wide ok.vek 2> err", 2, "grep -q 'needs a number' err"},
-    {"NaN is no number", "$V --option LINESIZE=nan ok.vek 2> err", 2, "grep -q 'needs a number' err"},
-    {"an unknown unit", "$V --option BUDGET=1Q ok.vek 2> err", 2, "grep -q 'needs a number' err"},
+    {"a number that is none", "$V --option LINESIZE=wide ok.vek 2> err", 2, "grep -q 'takes a whole number' err"},
+    {"NaN is no number", "$V --option LINESIZE=nan ok.vek 2> err", 2, "grep -q 'takes a whole number' err"},
+    {"an unknown unit", "$V --option BUDGET=1Q ok.vek 2> err", 2, "grep -q 'takes a number of bytes' err"},
     {"a number below its range", "$V --option BUDGET=-1 ok.vek 2> err", 2, "grep -q range err"},
     {"a switch is 0 or 1", "$V --option INTERACTIVE=2 ok.vek 2> err", 2, "grep -q range err"},
     {"--option without anything", "$V ok.vek --option 2> err", 2, "grep -q option err"},

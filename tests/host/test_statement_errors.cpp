@@ -160,7 +160,12 @@ TEST_CASE("mistakes: a value outside its range, a value too many, a value too fe
                                       {"MODEL y1 = x1 / ALPHA=a;", message_unexpected, 23, 1, ""},
                                       {"MODEL y1 = x1; MEANS x1 / KRATIO=1;", message_not_class, 22, 2, ""},
                                       {"OPTIONS LINESIZE=3;", message_out_of_range_text, 18, 1, ""},
-                                      {"OPTIONS LINESIZE=wide;", message_option_not_number, 18, 4, ""},
+                                      {"OPTIONS LINESIZE=wide;", message_option_value, 18, 4, ""},
+                                      {"OPTIONS LINESIZE=80.5;", message_option_value, 18, 4, ""},
+                                      {"OPTIONS BUDGET=1Q;", message_unknown_host_option, 17, 1, ""},
+                                      {"OPTIONS BUDGET=1 G;", message_unknown_host_option, 18, 1, ""},
+                                      {"OPTIONS DEBUG=foo;", message_option_value, 15, 3, ""},
+                                      {"OPTIONS DEBUG='SYN foo';", message_option_value, 15, 9, ""},
                                   });
     check(model, {
                      {"MEANS block / KRATIO=1;", message_too_low, 22, 1, ""},

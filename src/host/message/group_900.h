@@ -22,7 +22,7 @@ inline constexpr int message_unexpected = 20, message_incomplete = 21, message_m
 inline constexpr int message_unknown_option = 40, message_option_of_full = 41, message_no_options = 42,
                      message_takes_no_value = 43, message_needs_value = 44, message_unknown_choice = 45,
                      message_unknown_clause = 46, message_not_whole = 47, message_out_of_range = 48,
-                     message_too_low = 49, message_unknown_host_option = 50, message_option_not_number = 51,
+                     message_too_low = 49, message_unknown_host_option = 50, message_option_value = 51,
                      message_out_of_range_text = 52, message_unknown_transformation = 53;
 // Variables and lists.
 inline constexpr int message_unknown_variable = 60, message_not_numeric = 61, message_not_numbered = 62,
@@ -84,7 +84,7 @@ inline constexpr CatalogueRow group_900[] = {
     {message_out_of_range, Level::error, "{text} must be from {real} to {real}, not {real}"},
     {message_too_low, Level::error, "{text} must be at least {real}, not {real}"},
     {message_unknown_host_option, Level::error, "there is no host option \"{text}\""},
-    {message_option_not_number, Level::error, "the host option {text} is a number, not \"{text}\""},
+    {message_option_value, Level::error, "the host option {text} cannot be \"{text}\""},
     {message_out_of_range_text, Level::error, "the host option {text} must be from {real} to {real}, not {text}"},
     {message_unknown_transformation, Level::error, "there is no transformation \"{text}\" of a repeated factor"},
 

@@ -60,6 +60,8 @@ bool quietly(Action action) {
 
 std::string refused_option(const CommandLine::Pair& pair, Options::Outcome outcome) {
     const std::string name = pair.name;
+    const HostOption* option = Options::find(name);
+    const std::string takes = option == nullptr ? std::string() : "; it takes " + Options::expected(*option);
     switch (outcome) {
         case Options::Outcome::unknown: {
             const std::string_view nearest = Options::nearest(name);
@@ -67,10 +69,11 @@ std::string refused_option(const CommandLine::Pair& pair, Options::Outcome outco
             if (!nearest.empty()) text.append("; did you mean ").append(nearest).append("?");
             return text;
         }
-        case Options::Outcome::not_a_number:
-            return "host option " + name + " needs a number, not \"" + pair.value + "\"";
         case Options::Outcome::out_of_range:
-            return "the value " + pair.value + " of host option " + name + " is outside its range";
+            return "the value " + pair.value + " of host option " + name + " is outside its range" + takes;
+        case Options::Outcome::not_a_number:
+        case Options::Outcome::unknown_word:
+            return "host option " + name + " cannot be \"" + pair.value + "\"" + takes;
         case Options::Outcome::done:
             break;
     }

@@ -28,9 +28,12 @@ bool expect_end(TokenCursor& cursor, std::string_view expected = "\";\"") {
 bool parse_option_text(TokenCursor& cursor, std::string* text) {
     const bool minus = cursor.accept("-");
     const Token& token = cursor.peek();
-    const bool word = token.is_name() || token.kind == TokenKind::string;
-    if (!token.is_number() && (minus || !word)) return cursor.fail_expected("a value");
+    const bool word = token.is_name() || token.kind == TokenKind::string, token_is_number = token.is_number();
+    if (!token_is_number && (minus || !word)) return cursor.fail_expected("a value");
     *text = (minus ? "-" : "") + cursor.next().text;
+    // The unit of a size.
+    const Token& unit = cursor.peek();
+    if (token_is_number && unit.adjoins && (unit.is("K") || unit.is("M") || unit.is("G"))) *text += cursor.next().text;
     return true;
 }
 
@@ -67,11 +70,12 @@ bool options_statement(TokenCursor& cursor, Step*) {
                 const Options::Outcome outcome = host_options().set(upper_case(name.text), value);
                 const HostOption* option = Options::find(upper_case(name.text));
                 const Token whole = spanning(first, cursor.token(cursor.position() - 1));
-                if (outcome == Options::Outcome::not_a_number) {
-                    cursor.fail(whole, statement_messages, message_option_not_number, {option->name, value});
-                } else if (outcome == Options::Outcome::out_of_range) {
+                if (outcome == Options::Outcome::out_of_range) {
                     cursor.fail(whole, statement_messages, message_out_of_range_text,
                                 {option->name, option->low, option->high, value});
+                } else if (outcome != Options::Outcome::done) {
+                    cursor.fail(whole, statement_messages, message_option_value, {option->name, value},
+                                Options::expected(*option));
                 }
             }
         }
