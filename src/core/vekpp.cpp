@@ -47,6 +47,10 @@ std::string_view type_name(const OptionState& F, int type) {
     return type >= 0 && type <= 6 ? std::string_view(F.typenames[type]) : "Unknown";
 }
 
+void report_other_type(const OptionState& F, std::string_view option, int asked, int taken) {
+    xpmlog(172, 994, option, asked, type_name(F, taken));
+}
+
 void veksshd(Table& table, const OptionState& F, int type) { table.attribute("sstype", type_name(F, type)); }
 
 void vekerhd(Table& table, const OptionState& F, const Effect& effect, int type, std::string_view prefix) {

@@ -34,6 +34,8 @@ void vekfaov(AnovaRow& row, const AnovaRow& error);
 
 /// Name of a hypothesis type, 1 to 6; "Unknown" for others. 0 is the label of the Error row.
 std::string_view type_name(const OptionState& F, int type);
+/// Tells that the type which a statement's ETYPE= or HTYPE= asks for was not computed, and which one it takes.
+void report_other_type(const OptionState& F, std::string_view option, int asked, int taken);
 /// Header key "sstype": the name of type t.
 void veksshd(Table& table, const OptionState& F, int type);
 /// Header key "ehead": what error term the tests of this table use. `prefix` goes in front of the effect's name.

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "core/vekestl.h"
+#include "core/vekpp.h"
 #include "core/vekss.h"
 #include "core/vektabl.h"
 #include "frame/analyses.h"
@@ -85,9 +86,36 @@ bool allowed(bool refused, int message) {
 bool has_model() { return allowed(mainblock().modelstmt == nullptr, 39); }
 bool not_anova(int message) { return allowed((mainblock().flags & flag_anova) != 0, message); }
 
-void check_type(Statement& s, int slot) {
+/// The type that a slot asks for, or the default one. The statement keeps it, so that another one is told of once. It is
+/// not told of where it is of no use.
+void check_type(Statement& s, int slot, std::string_view option, bool used = true) {
     const MainBlock& F = mainblock();
-    if (s.highest >= slot) chktyp(&s.slot(slot).value, F.sstypes, F.defsstype);
+    if (s.highest < slot) return;
+    double& type = s.slot(slot).value;
+    const double asked = type;
+    chktyp(&type, F.sstypes, F.defsstype);
+    if (used && s.slot(slot).given() && type != asked) {
+        report_other_type(F, option, static_cast<int>(asked), F.defsstype);
+    }
+}
+
+bool has_error_effect(const Statement& s, int slot) { return s.highest >= slot && s.slot(slot).count > 0; }
+
+bool has_absorbed(const Proc& P) { return P.head->slot(proc_absorb).count > 0; }
+
+/// Of several OUTPUT statements the last one of the run group is carried out; the others are told of before anything
+/// runs.
+void report_outputs(const Proc& P, Statement* first) {
+    if (has_absorbed(P)) return;  // each of them is refused
+    Statement* before = nullptr;
+    for (Statement* s = first; s != nullptr; s = s->next) {
+        if (!s->is("OUT")) continue;
+        if (before != nullptr) {
+            xsnow(before);
+            xpmlog(172, 995);
+        }
+        before = s;
+    }
 }
 
 /// True for statements that go through the observations once more.
@@ -194,7 +222,7 @@ void contrast_or_estimate(Dispatch& d, Statement* s, bool contrast) {
     Statement**& list = contrast ? F.contrasts : F.estimates;
     int& count = contrast ? F.ncontrast : F.nestimate;
     append(list, count, contrast ? F.contrastcap : F.estimatecap, s);
-    if (contrast) check_type(*s, 7);
+    if (contrast) check_type(*s, 7, "ETYPE", has_error_effect(*s, 6));
     const int rc = make_contrast(*s);
     trace(F, "return from vekcon");
     const int mode = contrast ? vekss_contrast : vekss_estimate;
@@ -220,14 +248,14 @@ void dispatch_statement(Dispatch& d, Statement* s) {
         if (!has_model()) return;
         append(F.tests, F.ntest, F.testcap, s);
         extend(d.ranges.tests, F.ntest);
-        check_type(*s, 1);
-        check_type(*s, 2);
+        check_type(*s, 1, "HTYPE");
+        check_type(*s, 2, "ETYPE");
         d.pending |= pending_tests;
     } else if (s->is("MAN")) {
         if (!has_model()) return;
         ptabl(d);
-        check_type(*s, 1);
-        check_type(*s, 2);
+        check_type(*s, 1, "HTYPE");
+        check_type(*s, 2, "ETYPE", has_error_effect(*s, 4));
         run_manova(*s);
     } else if (s->is("REP")) {
         if (!has_model()) return;
@@ -251,7 +279,7 @@ void dispatch_statement(Dispatch& d, Statement* s) {
             xpmlog(172, 47);
         } else if (has_model()) {
             ptabl(d);
-            check_type(*s, 5);
+            check_type(*s, 5, "ETYPE", has_error_effect(*s, 4));
             run_lsmeans(*s);
         }
     } else if (s->is("RAN")) {
@@ -286,6 +314,7 @@ Statement* vekpars(Statement* first, int phase) {
         xpsout("in vekpars, F.efhead = %p, PROC.head = %p, stmt = %p", static_cast<const void*>(F.zgm.efhead),
                static_cast<const void*>(P.head), static_cast<const void*>(first));
     }
+    if (phase == phase_single && F.modelstmt != nullptr) report_outputs(P, first);
     Statement* last = nullptr;
     for (Statement* s = first; s != nullptr; last = s, s = s->next) {
         if (F.passstop == no_usable_observation) continue;
@@ -299,6 +328,10 @@ Statement* vekpars(Statement* first, int phase) {
         }
         if (F.inmodel == 1) {
             if (phase == phase_single || phase == phase_initialise) {
+                if (F.zgm.data == nullptr) {
+                    report_outputs(P, s);
+                    xsnow(s);
+                }
                 if (F.zgm.data != nullptr) forget_fit(F);
                 vekinit();
                 trace(F, "return from vekinit");
@@ -317,7 +350,10 @@ Statement* vekpars(Statement* first, int phase) {
         }
     }
     if (d.pending != 0 && d.showtables) vektabl(d.pending, d.ranges);
-    if (d.outstmt != nullptr) run_output(*d.outstmt);
+    if (d.outstmt != nullptr) {
+        xsnow(d.outstmt);
+        run_output(*d.outstmt);
+    }
     xsnow(nullptr);
     return last;
 }

@@ -52,6 +52,14 @@ int slot_type(const MainBlock& F, const Slot& slot) {
     return msettype(F, slot.given() ? static_cast<int>(slot.value) : 0);
 }
 
+/// The slot keeps the type that is taken, so that another one than it asks for is told of once.
+void settle_type(const MainBlock& F, Slot& slot, std::string_view option) {
+    if (!slot.given()) return;
+    const int asked = static_cast<int>(slot.value), taken = slot_type(F, slot);
+    if (taken != asked) report_other_type(F, option, asked, taken);
+    slot.value = taken;
+}
+
 int as_df(std::int64_t df) { return static_cast<int>(std::clamp<std::int64_t>(df, 0, 2147483647)); }
 
 ErrorTerm error_of(const MainBlock& F, const Statement& s) {
@@ -289,6 +297,8 @@ void MeansReport::run(const std::vector<MeansEffect>& effects) {
     matrix.resize(static_cast<std::size_t>(F.triny));
     anycontrol = means::OrSFO(s, means::dunnett, means::dunnettl);
     anycompare = means::OrSFO(s, means::duncan, means::dunnettl);
+    if (anycompare && s.slot(means::slot_error).count > 0) settle_type(F, s.slot(means::slot_etype), "ETYPE");
+    if (s.option(means::waller)) settle_type(F, s.slot(means::slot_htype), "HTYPE");
     error = error_of(F, s);
     if (anycompare && error.df < 1) {
         xpmlog(172, 49);

@@ -20,6 +20,7 @@ struct CatalogueRow {
     Level level = Level::note;
     std::string_view text;
     std::string_view hint = {};  ///< a sentence on what to do next; empty when the text says it
+    bool at_word = false;        ///< it is about the first argument where that stands as a word of the statement
 };
 
 struct CatalogueGroup {

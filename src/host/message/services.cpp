@@ -8,6 +8,7 @@
 #include "host/session/interrupt.h"
 #include "host/session/options.h"
 #include "host/session/session.h"
+#include "host/statement/reader.h"
 #include "host/storage/leave.h"
 #include "host/table/report.h"
 #include "host/table/service.h"
@@ -53,7 +54,14 @@ std::string_view service_text(int code) {
 }  // namespace
 
 void message_to_log(int group, int number, MessageArguments list) {
-    LogEntry entry = make_entry(group, number, list, host_log().statement());
+    Place place = host_log().statement();
+    std::string excerpt;
+    const CatalogueRow* row = find_message(group, number);
+    const StatementReader* reader = StatementReader::current();
+    if (row != nullptr && row->at_word && reader != nullptr && !list.empty()) {
+        reader->find_word(list[0].text, &place, &excerpt);
+    }
+    LogEntry entry = make_entry(group, number, list, place, {}, std::move(excerpt));
     // Within a BY group a message says which one.
     const std::string by = shown_by(*tables().report().context());
     if (!by.empty()) entry.text.append(" (").append(by).append(")");

@@ -229,8 +229,17 @@ bool parse_expression(StatementContext& c, const Option& option) {
 
 bool parse_statistic(StatementContext& c, const Option& option) {
     std::vector<std::string> names;
+    const std::size_t first = c.cursor.position();
     if (!parse_names(c, &names)) return false;
-    for (const std::string& name : names) append_name(c.record->slot(option.slot), name);
+    for (const std::string& name : names) {
+        append_name(c.record->slot(option.slot), name);
+        // A name out of the middle of a range stands nowhere but in the range.
+        Token written = spanning(c.cursor.token(first), c.cursor.token(c.cursor.position() - 1));
+        for (std::size_t i = first; i < c.cursor.position(); ++i) {
+            if (c.cursor.token(i).text == name) written = c.cursor.token(i);
+        }
+        c.remember(name, written);
+    }
     append_number(c.record->slot(option.slot2), option.code);
     append_integer(c.record->slot(option.slot3), static_cast<int>(names.size()));
     if (option.bit >= 0) c.record->set_option(option.bit);

@@ -351,6 +351,19 @@ void StatementReader::quit() {
 void StatementReader::name_statement(const Statement* statement) {
     const auto place = step_.places.find(statement);
     host_log().set_statement(place != step_.places.end() ? place->second : Place{});
+    step_.now = statement;
+}
+
+bool StatementReader::find_word(std::string_view text, Place* place, std::string* excerpt) const {
+    const auto words = step_.words.find(step_.now);
+    if (words == step_.words.end()) return false;
+    // Of two equal names the second one is too much.
+    const auto word =
+        std::find_if(words->second.rbegin(), words->second.rend(), [&](const Word& w) { return w.text == text; });
+    if (word == words->second.rend()) return false;
+    *place = word->place;
+    *excerpt = marked_line(scanner_.line(place->line), place->column, place->length);
+    return true;
 }
 
 /// False when the step ends behind the statement at hand: with QUIT, the next PROC or the program. What will be typed at

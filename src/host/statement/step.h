@@ -23,6 +23,12 @@ struct Unmade {
     bool mentions(std::string_view name) const;
 };
 
+/// A word of a statement that may turn out wrong when the statement is carried out.
+struct Word {
+    std::string text;
+    Place place;
+};
+
 /// A step. Names that could not be resolved because of an earlier mistake are in doubt: they are not complained of
 /// again.
 struct Step {
@@ -47,6 +53,8 @@ struct Step {
     Effect* intercept = nullptr;                   ///< the effect that stands for INTERCEPT in statements
     std::map<std::string, int> unknown_variables;  ///< made-up numbers while there is no data set
     std::map<const Statement*, Place> places;      ///< first word of each statement
+    std::map<const Statement*, std::vector<Word>> words;  ///< new names of statements, in order
+    const Statement* now = nullptr;                       ///< the statement that is being carried out
 
     EffectBlock& effects() { return proc->efblock != nullptr ? *proc->efblock : spare_effects; }
     Slot& class_list() { return proc->head->slot(proc_class); }
@@ -70,6 +78,10 @@ struct StatementContext {
     Token keyword;
     std::vector<PendingOpen> opens{};
 
+    /// Remembers where this word of the statement stands, for messages while it is carried out.
+    void remember(const std::string& word, const Token& token) {
+        step.words[record].push_back({word, cursor.place(token)});
+    }
     /// The statement's name for messages.
     std::string_view name() const { return first_name(rule->names); }
 };
