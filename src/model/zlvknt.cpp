@@ -257,6 +257,11 @@ int zlvknt(ModelBlock& zgm, HostObject* out) {
     zgm.npass = FigurePassInfo(zgm, pass.together);
     if (zgm.npass == 0) {
         xpmlog(172, no_observation);
+        if (zgm.ny == 0) {
+            xpmlog(172, 997);
+        } else if (pass.read > 0) {
+            xpmlog(172, 999, pass.read);
+        }
         return zlvknt_no_observation;
     }
     order_levels(zgm, pass);

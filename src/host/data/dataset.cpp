@@ -68,6 +68,17 @@ void check_order(DataSet* data) {
     xexit(2000, 910);
 }
 
+/// What has left no row, for the end of a message.
+std::string reason_of_emptiness(const DataSet& data) {
+    const auto rows = [](std::int64_t n) { return std::to_string(n) + (n == 1 ? " row" : " rows"); };
+    const bool conditions = data.reference_where.given() || data.step_where.given();
+    const std::int64_t held = data.rows->held();
+    if (data.source_rows == 0) return ": it has no rows";
+    if (data.last < data.first) return ": OBS= takes none of its " + rows(data.source_rows);
+    if (held == 0 && conditions) return ": WHERE holds for none of its " + rows(data.source_rows);
+    return ": FIRSTOBS= passes over all " + rows(held) + (conditions ? " that WHERE holds for" : "");
+}
+
 }  // namespace
 
 void NameTable::build(const std::vector<Variable>& variables) {
@@ -166,9 +177,10 @@ bool xbynext(DataSet* data) {
     }
     const bool some = data->rows->next_group();
     if (some && !data->by.empty()) tables().group_begins(by_values, data);
+    if (!some) tables().set_by({});  // what comes now belongs to no group
     if (some && data->rows->empty() && !data->told_empty) {
         data->told_empty = true;
-        report(910, 41, arguments(data->shown), {});
+        report(910, 41, arguments(data->shown, reason_of_emptiness(*data)), {});
     }
     return some;
 }

@@ -59,6 +59,8 @@ class GroupedRows {
     void rewind_group() { ++generation_; }
     bool in_group() const { return in_group_; }
     bool empty() const { return no_rows_; }
+    /// Of the rows up to the loaded block, those that the conditions hold for.
+    std::int64_t held() const { return seen_; }
     const ByKey& key() const { return key_; }
 
     /// Where a reader of the current group is.

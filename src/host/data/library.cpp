@@ -91,7 +91,7 @@ void report_rows(const DataSet& data) {
                 lines_text(loss, data.in_memory) + ")";
     }
     report(910, 40, arguments(data.shown, data.read, data.used, lost), {});
-    if (data.used == 0 && !data.told_empty) report(910, 41, arguments(data.shown), {});
+    if (data.used == 0 && !data.told_empty) report(910, 41, arguments(data.shown, ""), {});
 }
 
 /// True when a data set's name can be the name of a file in a folder.

@@ -28,8 +28,7 @@ inline constexpr CatalogueRow group_172[] = {
      "{integer} characters is the length of absorbed variable {text}; groups are told apart by the first 16"},
     {16, Level::error, "the observations could not be written to their utility file",
      "Free some disk space, or raise the host option BUDGET."},
-    {17, Level::warning, "no observation can be used",
-     "Each observation lacks a value of a dependent variable, regressor, class variable, weight or frequency."},
+    {17, Level::warning, "no observation can be used"},
     {20, Level::note, "Number of observations read"},
     {21, Level::note, "Because of missing values, {integer} observation{s} can be used in this analysis."},
     {22, Level::note, "Least Squares Means"},
@@ -354,7 +353,10 @@ inline constexpr CatalogueRow group_172[] = {
      "Put all names of statistics into one OUTPUT statement, or RUN between the two."},
     {996, Level::note, "{text} names {text}, which is not an effect of the model",
      "CONTRAST and ESTIMATE take INTERCEPT and the effects that MODEL names."},
+    {997, Level::note, "MODEL names no dependent variable", "MODEL y = a b; has the dependent variable y."},
     {998, Level::note, "PLOT is accepted; the means are not drawn yet"},
+    {999, Level::note, "each of {integer} observation{s} lacks a value that the model needs",
+     "It needs a dependent variable and all regressors and class variables, a weight and a frequency that count."},
 };
 static_assert(sound(group_172));
 

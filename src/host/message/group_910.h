@@ -57,7 +57,7 @@ inline constexpr CatalogueRow group_910[] = {
      "Sort the data by the BY variables, write DESCENDING in front of a variable in falling order, or write "
      "NOTSORTED."},
     {40, Level::note, "{text}: {integer} row{s} read, {integer} used{text}"},
-    {41, Level::warning, "no observation of {text} is left"},
+    {41, Level::warning, "no observation of {text} is left{text}"},
     {42, Level::note, "the data set {text} has {integer} row{s} and {integer} variable{s}"},
     {43, Level::error, "the data set {text} could not be written: {text}"},
     {44, Level::error, "the data set {text} is not kept, because its name is no file name",
