@@ -234,11 +234,11 @@ class PredictionList {
 };
 
 void PredictionList::choose_id_columns() {
-    constexpr int most = 5, widest = 16;
+    constexpr int widest = 16;
     const Proc& P = proc();
     if (P.head->highest < proc_id) return;
     const std::span<int> variables = P.head->slot(proc_id).variables();
-    const int n = std::min(most, static_cast<int>(variables.size()));
+    const int n = std::min(most_id_columns, static_cast<int>(variables.size()));
     if (n == 0) return;
     xffile(zgm.data, 70, variables.data(), n);
     list = xvgeti(zgm.data, n);

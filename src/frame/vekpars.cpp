@@ -8,6 +8,7 @@
 
 #include "core/vekestl.h"
 #include "core/vekpp.h"
+#include "core/vekput.h"
 #include "core/vekss.h"
 #include "core/vektabl.h"
 #include "frame/analyses.h"
@@ -136,6 +137,14 @@ void look_ahead(Dispatch& d, Statement* first) {
         if (s->is("MAN") || s->is("REP")) F.zgm.multivar = true;
         if (reads_observations(*s)) F.zgm.fitonly = false;
     }
+}
+
+/// The list of predicted values has room for some of the ID variables.
+void report_ids(const MainBlock& F, const Proc& P, const Statement& model) {
+    const bool listed = model.option(model_predicted) || model.option(model_clm) || model.option(model_cli);
+    if (!listed || (F.flags & flag_noprint) != 0 || P.head->highest < proc_id) return;
+    const int count = P.head->slot(proc_id).count;
+    if (count > most_id_columns) xpmlog(172, 989, count, most_id_columns);
 }
 
 /// Forgets the fit that was made or begun before: MODEL is carried out again.
@@ -331,9 +340,12 @@ Statement* vekpars(Statement* first, int phase) {
                 if (F.zgm.data == nullptr) {
                     report_outputs(P, s);
                     xsnow(s);
+                    vekinit();
+                    report_ids(F, P, *s);
+                } else {
+                    forget_fit(F);
+                    vekinit();
                 }
-                if (F.zgm.data != nullptr) forget_fit(F);
-                vekinit();
                 trace(F, "return from vekinit");
             }
             if (phase == phase_initialise) return nullptr;

@@ -339,6 +339,7 @@ inline constexpr CatalogueRow group_172[] = {
     {391, Level::note, "Transformed variables: {text}"},
     {392, Level::note, "[{text}]"},
     {393, Level::note, "{text}[{integer}]"},
+    {989, Level::note, "ID names {integer} variables; the list of predicted values shows the first {integer}"},
     {990, Level::error, "{text} cannot be carried out by this version"},
     {991, Level::note,
      "{text}, row {integer}, cannot be estimated: its coefficients are {text}; that of {text} is {text}, where the "
