@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 
+#include "host/data/shortest.h"
 #include "numeric/missing.h"
 
 namespace vek {
@@ -103,8 +104,9 @@ void JsonWriter::value(double number) {
         put("\".\"");  // the log tells of it
         return;
     }
-    char digits[32];
-    const auto end = std::to_chars(digits, digits + sizeof digits, number).ptr;
+    // The form of data sets: a number has the same digits wherever it goes.
+    char digits[shortest_room];
+    const char* const end = write_shortest(number, digits);
     put({digits, static_cast<std::size_t>(end - digits)});
 }
 
