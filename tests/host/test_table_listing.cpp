@@ -200,6 +200,35 @@ TEST_CASE("listing: means stand under the name of their variable, in the order o
     CHECK(row.empty());  // the second call has nothing new
 }
 
+TEST_CASE("listing: means keep digits where their decimals would leave none") {
+    const struct {
+        double mean, other;
+        const char *first, *second;
+    } rows[] = {{1.5e-15, 2.5e-15, " 1.5E-15", " 2.5E-15"},
+                {1.234567e-7, 0, " 1.234567E-7", " 0"},
+                {1.25e-6, 1e-9, " 0.00000125", " 0.00000000"},
+                {-2e-15, 3, " 0.00000000", " 3.00000000"},
+                {0, 0, " 0.00000000", " 0.00000000"}};
+    for (const auto& row : rows) {
+        CAPTURE(row.mean);
+        TableStep step;
+        Table t(step.out, "Means", "Means");
+        std::string level = "first";
+        double mean = row.mean;
+        t.text("variety", 8, level, {.like = "level"}).number("Mean y", mean, 12, 8, {.like = "mean"});
+        t.bind("drim.VEK.Means");
+        t.row();
+        level = "second";
+        mean = row.other;
+        t.row();
+        t.end();
+        const std::string text = listing();
+        const std::string first = line_with(text, "first"), second = line_with(text, "second");
+        CHECK(first.find(row.first) != std::string::npos);
+        CHECK(second.find(row.second) != std::string::npos);
+    }
+}
+
 TEST_CASE("listing: texts need their header keys; a caption of the template takes the place of the label") {
     TableStep step;
     for (const bool keys : {false, true}) {

@@ -455,6 +455,10 @@ void Grid::measure_numbers(GridColumn& column, std::size_t s) {
         format.decimals = zpfmt(std::max(std::fabs(least), std::fabs(greatest)), format.width);
         if (format.decimals >= best_for_column) format.form = NumberForm::best;
     }
+    if (format.form == NumberForm::fixed && column.rule != nullptr && column.rule->keeps_digits) {
+        const double largest = std::max(std::fabs(least), std::fabs(greatest));
+        if (largest > 0 && largest < std::pow(10.0, 2 - format.decimals)) format.form = NumberForm::best;
+    }
     Cell cell;
     const auto note = [&] {
         if (cell.before >= 0) {

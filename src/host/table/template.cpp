@@ -119,6 +119,10 @@ bool read_clause(Words& words, TemplateColumn& column) {
     if (words.accept("hidden")) return column.hidden = true;
     if (words.accept("once")) return column.once = true;
     if (words.accept("tight")) return column.tight = true;
+    if (words.accept("keeping")) {
+        column.keeps_digits = true;
+        return words.accept("digits");
+    }
     if (words.accept("beside")) return column.beside = true;
     if (words.accept("row")) {
         column.row_heading = true;
