@@ -55,6 +55,7 @@ struct Statement {
     double rank = 0;               ///< CONTRAST: rank of its hypothesis
     double* estimate = nullptr;    ///< ESTIMATE: variance factor, then the estimate of each dependent variable
     void* work = nullptr;          ///< OUTPUT: its open data set
+    bool told = false;             ///< MEANS: what comes to nothing has been told
 
     bool option(int bit) const { return (flags[bit >> 3] & (0x80 >> (bit & 7))) != 0; }
     void set_option(int bit) { flags[bit >> 3] = static_cast<std::uint8_t>(flags[bit >> 3] | (0x80 >> (bit & 7))); }

@@ -15,6 +15,7 @@
 #include "frame/text.h"
 #include "means/homogeneity.h"
 #include "means/options.h"
+#include "means/unused.h"
 #include "means/zmc.h"
 #include "means/zmclimits.h"
 #include "means/zmcline.h"
@@ -305,6 +306,7 @@ void MeansReport::run(const std::vector<MeansEffect>& effects) {
         anycompare = false;
     }
     if (s.option(means::plot)) xpmlog(172, 998);
+    if (F.out != nullptr || s.slot(means::slot_hovout).handle != nullptr) report_unused(s, effects, anycompare);
     if (wants_homogeneity(F, s)) print_homogeneity(F, s, effects, F.out);
     int ordinal = 0;
     for (const MeansEffect& e : effects) {
