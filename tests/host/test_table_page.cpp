@@ -243,6 +243,22 @@ TEST_CASE("page: a wide table is continued in further tables with its row headin
     for (const std::string& name : names) CHECK(html.find(">" + name + "<") != std::string::npos);
 }
 
+TEST_CASE("csv: no two columns have one name, and the table's own keep theirs") {
+    TableStep step;
+    std::string level = "1", other = "2";
+    std::int32_t n = 100000;
+    double mean = 100000;
+    Table t(step.out, "Means", "Means");
+    t.text("n", 8, level, {.like = "level"}).text("N_2", 8, other, {.like = "level"});
+    t.integer("N", n).number("Mean y", mean, 12, 2, {.like = "mean"});
+    t.bind("drim.VEK.Means");
+    t.row();
+    t.end();
+    std::string text;
+    tables().write_csv(tables().csv_files().at(0).second, [&](std::string_view part) { text.append(part); });
+    CHECK(text == "n_2,N_2_2,N,Mean y\n1,2,100000,100000\n");
+}
+
 TEST_CASE("csv: a file for each table, with safe names and the values before formatting") {
     TableStep step;
     write_report(step.out);

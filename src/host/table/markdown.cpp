@@ -1,7 +1,9 @@
 // Writes the report as Markdown with pipe tables, and a table's values as CSV.
-#include <charconv>
 #include <cmath>
+#include <set>
 
+#include "host/data/data_file.h"
+#include "host/data/shortest.h"
 #include "host/table/grid.h"
 #include "host/table/heading.h"
 #include "host/table/page.h"
@@ -117,8 +119,8 @@ void append_csv_number(std::string& out, double value) {
         return;
     }
     if (!std::isfinite(value)) return;
-    char digits[32];
-    out.append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
+    char digits[shortest_room];
+    out.append(digits, write_shortest(value, digits));
 }
 
 void append_csv_cell(std::string& out, const RowSet& set, std::size_t row, std::size_t column) {
@@ -147,6 +149,24 @@ void append_csv_cell(std::string& out, const RowSet& set, std::size_t row, std::
     }
 }
 
+/// The names of the columns, each once, so that the file can be read as data. A column that is named after something in
+/// the data gives way to one whose name is its own: a class variable N beside the counts N becomes N_2.
+std::vector<std::string> csv_names(const std::vector<TableColumn>& columns) {
+    std::vector<std::string> names(columns.size());
+    std::set<std::string> taken;
+    for (const bool own : {true, false}) {
+        for (std::size_t j = 0; j < columns.size(); ++j) {
+            const TableColumn& column = columns[j];
+            if ((column.like.empty() || column.like == column.name) != own) continue;
+            names[j] = column.name;
+            for (int k = 2; !taken.insert(folded_name(names[j])).second; ++k) {
+                names[j] = column.name + "_" + std::to_string(k);
+            }
+        }
+    }
+    return names;
+}
+
 }  // namespace
 
 void MarkdownWriter::item(const ReportItem& item, const PageSink& sink) {
@@ -164,9 +184,10 @@ void MarkdownWriter::item(const ReportItem& item, const PageSink& sink) {
 void write_table_csv(const TableModel& table, const PageSink& sink) {
     const bool stacked = table.sets.size() > 1;
     std::string out = stacked ? "Block" : "";
-    for (std::size_t j = 0; j < table.rows().columns().size(); ++j) {
+    const std::vector<std::string> names = csv_names(table.rows().columns());
+    for (std::size_t j = 0; j < names.size(); ++j) {
         if (stacked || j > 0) out += ',';
-        append_csv_text(out, table.rows().columns()[j].name);
+        append_csv_text(out, names[j]);
     }
     out += '\n';
     for (std::size_t s = 0; s < table.sets.size(); ++s) {
