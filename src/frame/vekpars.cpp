@@ -1,6 +1,6 @@
-// vekpars: the statement dispatcher. The first statement of a model triggers initialisation, the pass over the data, the
-// design, the crossproducts and the sums of squares; each later statement calls its analysis in chain order. The tables
-// of the model are held back until the first statement that prints.
+// vekpars: the statement dispatcher. The first statement of a model triggers initialisation, the pass over the data,
+// the design, the crossproducts and the sums of squares; each later statement calls its analysis in chain order. The
+// tables of the model are held back until the first statement that prints.
 #include "frame/vekpars.h"
 
 #include <algorithm>
@@ -87,8 +87,8 @@ bool allowed(bool refused, int message) {
 bool has_model() { return allowed(mainblock().modelstmt == nullptr, 39); }
 bool not_anova(int message) { return allowed((mainblock().flags & flag_anova) != 0, message); }
 
-/// The type that a slot asks for, or the default one. The statement keeps it, so that another one is told of once. It is
-/// not told of where it is of no use.
+/// The type that a slot asks for, or the default one. The statement keeps it, so that another one is told of once. It
+/// is not told of where it is of no use.
 void check_type(Statement& s, int slot, std::string_view option, bool used = true) {
     const MainBlock& F = mainblock();
     if (s.highest < slot) return;

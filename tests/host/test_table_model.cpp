@@ -434,8 +434,9 @@ TEST_CASE("json: numbers have the form that they have in data sets") {
     constexpr struct {
         double value;
         const char* text;
-    } rows[] = {{100000, "100000"}, {-1e6, "-1000000"}, {123456789012345, "123456789012345"}, {1e22, "1e+22"},
-                {0.00025, "0.00025"}, {1e-7, "1e-07"}, {0, "0"}, {1.5, "1.5"}};
+    } rows[] = {{100000, "100000"}, {-1e6, "-1000000"},   {123456789012345, "123456789012345"},
+                {1e22, "1e+22"},    {0.00025, "0.00025"}, {1e-7, "1e-07"},
+                {0, "0"},           {1.5, "1.5"}};
     for (const auto& row : rows) {
         std::string text;
         JsonWriter json([&](std::string_view part) { text.append(part); });

@@ -1,7 +1,7 @@
 // The catalogue of numbered messages: level, text with typed places, and a hint; one file a group.
 //
-// A place is {text}, {integer} or {real}; arguments fill the places in order. {s} behind an {integer} makes a plural: it
-// is an "s" unless the last integer before it was 1. The host's rooms report through report(), the module through
+// A place is {text}, {integer} or {real}; arguments fill the places in order. {s} behind an {integer} makes a plural:
+// it is an "s" unless the last integer before it was 1. The host's rooms report through report(), the module through
 // xpmlog() and its sisters, and both end in one log.
 #pragma once
 

@@ -47,7 +47,8 @@ inline constexpr CatalogueRow group_212[] = {
 static_assert(sound(group_212));
 
 inline constexpr CatalogueRow group_257[] = {
-    {9, Level::note, "Observations with missing dependent variables take no part; {integer} observation{s} can be used."},
+    {9, Level::note,
+     "Observations with missing dependent variables take no part; {integer} observation{s} can be used."},
     {10, Level::note, "Because of missing values, {integer} observation{s} can be used in this analysis."},
     {13, Level::note, "Dependent variables of a group have the same missing values."},
 };

@@ -73,9 +73,8 @@ bool words_are_known(std::string_view text, std::string_view known) {
         bool found = false;
         std::string_view rest = known;
         for (std::string_view k = next_word(&rest); !k.empty(); k = next_word(&rest)) {
-            found = found || std::search(word.begin(), word.end(), k.begin(), k.end(), [](char a, char b) {
-                                 return capital(a) == b;
-                             }) != word.end();
+            found = found || std::search(word.begin(), word.end(), k.begin(), k.end(),
+                                         [](char a, char b) { return capital(a) == b; }) != word.end();
         }
         if (!found) return false;
     }

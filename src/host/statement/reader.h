@@ -32,8 +32,8 @@ class StatementReader {
     std::string_view current_text() const { return current_text_; }
     void skip_to_end() { cursor_.to_end(); }
     void name_statement(const Statement* statement);
-    /// Finds a word of the statement that is being carried out: its place, and its line with a mark under it. False when
-    /// the statement has no such word.
+    /// Finds a word of the statement that is being carried out: its place, and its line with a mark under it. False
+    /// when the statement has no such word.
     bool find_word(std::string_view text, Place* place, std::string* excerpt) const;
     bool step_may_go_on() const;
     const Step& step() const { return step_; }

@@ -49,10 +49,10 @@ struct Step {
 
     std::vector<ByVariable> by;
     bool by_not_sorted = false;
-    EffectBlock spare_effects;                     ///< while the procedure has made none
-    Effect* intercept = nullptr;                   ///< the effect that stands for INTERCEPT in statements
-    std::map<std::string, int> unknown_variables;  ///< made-up numbers while there is no data set
-    std::map<const Statement*, Place> places;      ///< first word of each statement
+    EffectBlock spare_effects;                            ///< while the procedure has made none
+    Effect* intercept = nullptr;                          ///< the effect that stands for INTERCEPT in statements
+    std::map<std::string, int> unknown_variables;         ///< made-up numbers while there is no data set
+    std::map<const Statement*, Place> places;             ///< first word of each statement
     std::map<const Statement*, std::vector<Word>> words;  ///< new names of statements, in order
     const Statement* now = nullptr;                       ///< the statement that is being carried out
 

@@ -30,12 +30,12 @@ struct TemplateColumn {
     int decimals = -1;
     bool hidden = false;  ///< data only
     bool row_heading = false;
-    bool once = false;      ///< a value equal to the one above is left blank
-    bool breaks = false;    ///< a blank line before each row where the column is not blank; the column is not shown
-    bool tight = false;     ///< one blank before it
+    bool once = false;          ///< a value equal to the one above is left blank
+    bool breaks = false;        ///< a blank line before each row where the column is not blank; the column is not shown
+    bool tight = false;         ///< one blank before it
     bool keeps_digits = false;  ///< the best form where the decimals leave the largest value fewer than three digits
-    bool beside = false;    ///< keeps its place behind the column before it
-    std::string_view mark;  ///< shown where the value is not 0, directly behind the column before it
+    bool beside = false;        ///< keeps its place behind the column before it
+    std::string_view mark;      ///< shown where the value is not 0, directly behind the column before it
     std::string_view mark_note;                              ///< note below a table that shows the mark
     std::vector<std::pair<char, std::string_view>> missing;  ///< how a missing value of a code reads
     std::vector<TemplateSpan> spans;
