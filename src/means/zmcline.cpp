@@ -40,6 +40,7 @@ double range_difference(const McBlock& mc, double conf, int p) {
 /// Duncan, SNK and REGWF: from the shortest span upward; the first failure ends the method.
 bool ascending_ranges(McMethod method, const McBlock& mc, std::vector<double>& range, HostObject* out) {
     for (std::size_t s = 0; s < range.size(); ++s) {
+        wtpoll();
         const int p = static_cast<int>(s) + 2;
         McQuantile what = McQuantile::range;
         switch (method) {
@@ -67,6 +68,7 @@ bool ascending_ranges(McMethod method, const McBlock& mc, std::vector<double>& r
 bool descending_ranges(const McBlock& mc, std::vector<double>& range, HostObject* out) {
     bool failed = false;
     for (std::size_t s = range.size(); s-- > 0;) {
+        wtpoll();
         const int p = static_cast<int>(s) + 2;
         const double level = regw_level(mc, p);
         range[s] = range_difference(mc, 1 - level, p);
@@ -283,6 +285,7 @@ std::vector<int> stp(McMethod method, const McBlock& mc, const std::vector<doubl
     std::vector<int> lineend(static_cast<std::size_t>(mc.nact));
     int end = 0;
     for (int i = 0; i < mc.nact; ++i) {
+        wtpoll();
         // A hit raises the end to j, which ends the search.
         for (int j = mc.nact - 1; j > std::max(i, end); --j) {
             if (same(i, j)) end = j;

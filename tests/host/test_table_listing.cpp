@@ -137,6 +137,21 @@ TEST_CASE("listing: a long text is broken at blanks beside its row heading") {
     CHECK(line_with(text, "variety").find("level5") != std::string::npos);
 }
 
+TEST_CASE("listing: the values of a class of very many levels are one long text") {
+    TableStep step;
+    std::string name = "g", values;
+    std::int32_t levels = 12000;
+    for (int i = 1; i <= levels; ++i) values += std::to_string(i) + " ";
+    Table t(step.out, "ClassLevels", "Class Levels");
+    t.text("Class", 8, name).integer("Levels", levels);
+    t.text("Values", static_cast<int>(values.size()), values).bind("DRIM.VEK.ClassLevels");
+    t.row();
+    t.end();
+    const std::string text = listing();
+    CHECK(text.find(" 12000") != std::string::npos);
+    CHECK(text.find(" 11999 12000") != std::string::npos);
+}
+
 TEST_CASE("listing: control characters are shown, wide characters keep the columns in line") {
     TableStep step;
     const TestRow rows[] = {{"esc\x1b[2J\ttab", 1}, {"M\u00e4rvel \u65e5\u672c", 1}, {"plain", 1}};

@@ -1,10 +1,13 @@
 // From means and a critical value to lines and letters: the step-down search, the columns, the order of levels.
 #include <doctest/doctest.h>
 
+#include <csignal>
 #include <string>
 #include <vector>
 
 #include "host/message/log.h"
+#include "host/session/interrupt.h"
+#include "host/session/session.h"
 #include "means/hovtest.h"
 #include "means/zmc.h"
 #include "means/zmcline.h"
@@ -44,6 +47,25 @@ std::vector<std::string> letters_of(const std::vector<int>& lineend) {
 }
 
 }  // namespace
+
+TEST_CASE("an interrupt ends the search for lines and for critical values") {
+    const McBlock mc = block(descending(3), 1);
+    QuantileCache quantiles;
+    session().reset_for_test();
+    McBlock asked = mc;
+    asked.quantiles = &quantiles;
+    asked.alpha = 0.05;
+    asked.dfe = 12;
+    std::vector<double> range;
+    raise_pending(SIGINT);
+    CHECK_THROWS(stp(McMethod::t, mc, {}));
+    CHECK_THROWS(zmcrang(McMethod::snk, asked, range, nullptr));
+    CHECK_THROWS(zmcrang(McMethod::regwq, asked, range, nullptr));
+    clear_signal();
+    CHECK(stp(McMethod::t, mc, {}).size() == 3);
+    CHECK(zmcrang(McMethod::snk, asked, range, nullptr));
+    CHECK(zmcrang(McMethod::regwq, asked, range, nullptr));
+}
 
 TEST_CASE("the search joins each mean with the farthest that it cannot be told from") {
     struct Row {

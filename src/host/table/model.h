@@ -58,7 +58,7 @@ struct TableColumn {
     std::string label;  ///< empty leaves the heading to the template
     std::string like;   ///< column of the template that tells how this one looks; empty for its own name
     ColumnKind kind = ColumnKind::text;
-    std::int16_t width = 0;      ///< 0 leaves it to the template
+    std::int32_t width = 0;      ///< 0 leaves it to the template; the values of a class can be long
     std::int16_t decimals = -1;  ///< -1 leaves them to the template; 98 the best for the column, 99 for each value
     bool reported = false;       ///< a fault in this column has been reported
     std::uint32_t offset = 0;    ///< of the value in a row of the store

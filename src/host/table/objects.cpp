@@ -162,10 +162,10 @@ int define_column(TableModel& table, Tags tags) {
     const std::int64_t width = integer_of(tags, 289, integer_of(tags, 272, 0));
     const std::int64_t decimals = integer_of(tags, 270, -1);
     if (std::find(kinds.begin(), kinds.end(), column.kind) == kinds.end() || column.source == nullptr || width < 0 ||
-        width > INT16_MAX || decimals > 99) {
+        width > INT32_MAX || decimals > 99) {
         return wrong_arguments;
     }
-    column.width = static_cast<std::int16_t>(width);
+    column.width = static_cast<std::int32_t>(width);
     column.decimals = static_cast<std::int16_t>(std::max<std::int64_t>(decimals, -1));
     table.sets.front().own_columns().push_back(std::move(column));
     return 0;
