@@ -10,6 +10,13 @@
 #define VEK_UNROLL _Pragma("GCC unroll 16")
 #endif
 
+/// In front of a loop whose rounds do not depend on each other, although its arrays could overlap by their types.
+#if defined(__clang__)
+#define VEK_INDEPENDENT _Pragma("clang loop vectorize(assume_safety)")
+#else
+#define VEK_INDEPENDENT _Pragma("GCC ivdep")
+#endif
+
 namespace vek {
 
 /// The versions in which the hot kernels exist. `portable` runs everywhere.

@@ -40,8 +40,24 @@ struct ObservationContext {
     bool wants(std::uint32_t statistics) const { return (flags & statistics) != 0; }
 };
 
+/// Rows of a block: inputs and results by column, named as in the context.
+struct ObservationBlock {
+    int rows = 0;                    ///< at most observation_block_rows
+    const double* xgx = nullptr;
+    const double* w = nullptr;
+    const double* f = nullptr;
+    const double* y = nullptr;
+    const double* yhat = nullptr;
+    double* results[stat_count];     ///< a column of `rows` for each statistic
+};
+constexpr int observation_block_rows = 256;
+
 /// Fills the results; what cannot be computed is missing. A residual variance factor of at most 1e-12 counts as 0: the
 /// observation determines its own prediction, and nothing can be said of its deletion.
 void zobstat(ObservationContext& c);
+
+/// zobstat for all rows of a block, with the same digits. The context gives what belongs to the fit and to the dependent
+/// variable; the rest of it is overwritten. Only the columns of its flags are filled.
+void zobstat_block(ObservationContext& c, const ObservationBlock& block);
 
 }  // namespace vek

@@ -58,12 +58,29 @@ void MemoryTable::make_room() {
         }
     }
     room_ = room;
-    at_ = have;
+    filled_ = have;
 }
 
-void MemoryTable::set_text(int column, std::string_view value) {
-    Column& c = columns_[static_cast<std::size_t>(column)];
-    c.text[at_] = {c.arena.keep(value), static_cast<std::int32_t>(value.size())};
+void MemoryTable::add_rows(const vek::Column* columns, int count) {
+    for (int done = 0; done < count;) {
+        if (filled_ == room_) make_room();
+        const int some = std::min(count - done, room_ - filled_);
+        for (std::size_t c = 0; c < columns_.size(); ++c) {
+            Column& column = columns_[c];
+            if (columns[c].number != nullptr) {
+                std::copy_n(columns[c].number + done, some, column.number + filled_);
+                continue;
+            }
+            std::transform(columns[c].text + done, columns[c].text + done + some, column.text + filled_,
+                           [&](const TextValue& value) {
+                               return TextValue{column.arena.keep({value.data, static_cast<std::size_t>(value.length)}),
+                                                value.length};
+                           });
+        }
+        filled_ += some;
+        rows_ += some;
+        done += some;
+    }
 }
 
 const double* MemoryTable::numbers(int column, std::int64_t piece) const {

@@ -20,13 +20,7 @@ constexpr std::size_t flush_at = 65536;
 class MemoryWriter final : public RowWriter {
   public:
     void define(const std::vector<Variable>& variables) override { table_ = std::make_shared<MemoryTable>(variables); }
-    void begin_row() override {
-        table_->add_row();
-        column_ = 0;
-    }
-    void number(double value) override { table_->set_number(column_++, value); }
-    void text(std::string_view value) override { table_->set_text(column_++, value); }
-    void end_row() override {}
+    void rows(const Column* columns, int count) override { table_->add_rows(columns, count); }
     bool complete() override { return true; }
     bool commit() override { return table_ != nullptr; }
     void discard() override { table_ = nullptr; }
@@ -35,7 +29,6 @@ class MemoryWriter final : public RowWriter {
 
   private:
     std::shared_ptr<MemoryTable> table_;
-    int column_ = 0;
     std::string error_;
 };
 
@@ -124,44 +117,27 @@ class FileWriter final : public RowWriter {
     }
 
     void define(const std::vector<Variable>& variables) override {
-        begin_row();
-        for (const Variable& variable : variables) text(variable.name);
-        end_row();
+        variables_ = variables.size();
+        std::vector<TextValue> names;
+        for (const Variable& variable : variables) {
+            names.push_back({variable.name.data(), static_cast<std::int32_t>(variable.name.size())});
+        }
+        std::vector<Column> columns(variables_);
+        for (std::size_t c = 0; c < variables_; ++c) columns[c].text = &names[c];
+        rows(columns.data(), 1);
     }
-    void begin_row() override { first_ = true; }
-    void number(double value) override {
-        char* to = separated(shortest_room + 2);
-        if (wzmis(value)) {
-            // A plain missing value is an empty field, which every reader of such files understands.
-            if (const char code = missing_code(value); code != '.') {
-                *to++ = '.';
-                *to++ = code;
+    void rows(const Column* columns, int count) override {
+        for (int row = 0; row < count; ++row) {
+            char* to = room_for(columns, row);
+            for (std::size_t c = 0; c < variables_; ++c) {
+                if (c > 0) *to++ = delimiter_;
+                const Column& column = columns[c];
+                to = column.number != nullptr ? put(column.number[row], to) : put(column.text[row], to);
             }
+            *to++ = '\n';
             end_ = to;
-            return;
+            if (held() >= flush_at) flush(false);
         }
-        end_ = write_shortest(value, to);
-        if (decimal_ != '.') put_decimal(to);
-    }
-    void text(std::string_view value) override {
-        char* to = separated(2 * value.size() + 2);
-        bool quotes = false;
-        for (const char c : value) quotes = quotes || c == delimiter_ || c == '"' || c == '\n' || c == '\r';
-        if (!quotes) {
-            end_ = std::copy(value.begin(), value.end(), to);
-            return;
-        }
-        *to++ = '"';
-        for (const char c : value) {
-            if (c == '"') *to++ = '"';
-            *to++ = c;
-        }
-        *to++ = '"';
-        end_ = to;
-    }
-    void end_row() override {
-        *end_++ = '\n';  // separated() keeps room for it; a row of no columns has the whole buffer
-        if (held() >= flush_at) flush(false);
     }
     bool complete() override {
         flush(true);
@@ -174,9 +150,13 @@ class FileWriter final : public RowWriter {
   private:
     std::size_t held() const { return static_cast<std::size_t>(end_ - buffer_.get()); }
 
-    /// Where a field of up to `room` bytes begins, behind the delimiter; a line end has room behind it.
-    char* separated(std::size_t room) {
-        if (const std::size_t needed = held() + room + 2; needed > size_) {
+    /// The end of the buffer, with room behind it for the longest text that the row can have.
+    char* room_for(const Column* columns, int row) {
+        std::size_t needed = held() + variables_ * (shortest_room + 3) + 1;
+        for (std::size_t c = 0; c < variables_; ++c) {
+            if (columns[c].text != nullptr) needed += 2 * static_cast<std::size_t>(columns[c].text[row].length);
+        }
+        if (needed > size_) {
             const std::size_t larger = std::max(2 * size_, needed);
             auto buffer = std::make_unique_for_overwrite<char[]>(larger);
             char* const end = std::copy(buffer_.get(), end_, buffer.get());
@@ -184,22 +164,46 @@ class FileWriter final : public RowWriter {
             size_ = larger;
             end_ = end;
         }
-        if (!first_) *end_++ = delimiter_;
-        first_ = false;
         return end_;
     }
 
-    /// Gives the number that begins at `number` and ends the buffer the decimal sign of the file, in quotes where that
-    /// sign also separates fields.
-    void put_decimal(char* number) {
-        char* const point = std::find(number, end_, '.');
-        if (point == end_) return;
+    char* put(double value, char* to) const {
+        if (wzmis(value)) {
+            // A plain missing value is an empty field, which every reader of such files understands.
+            if (const char code = missing_code(value); code != '.') {
+                *to++ = '.';
+                *to++ = code;
+            }
+            return to;
+        }
+        char* const end = write_shortest(value, to);
+        return decimal_ == '.' ? end : put_decimal(to, end);
+    }
+
+    char* put(const TextValue& value, char* to) const {
+        const std::string_view text(value.length == 0 ? "" : value.data, static_cast<std::size_t>(value.length));
+        bool quotes = false;
+        for (const char c : text) quotes = quotes || c == delimiter_ || c == '"' || c == '\n' || c == '\r';
+        if (!quotes) return std::copy(text.begin(), text.end(), to);
+        *to++ = '"';
+        for (const char c : text) {
+            if (c == '"') *to++ = '"';
+            *to++ = c;
+        }
+        *to++ = '"';
+        return to;
+    }
+
+    /// Gives a number the decimal sign of the file, and quotes where that sign also separates fields. Returns its end.
+    char* put_decimal(char* number, char* end) const {
+        char* const point = std::find(number, end, '.');
+        if (point == end) return end;
         *point = decimal_;
-        if (decimal_ != delimiter_) return;
-        std::copy_backward(number, end_, end_ + 1);
+        if (decimal_ != delimiter_) return end;
+        std::copy_backward(number, end, end + 1);
         *number = '"';
-        end_[1] = '"';
-        end_ += 2;
+        end[1] = '"';
+        return end + 2;
     }
 
     void flush(bool last) {
@@ -214,8 +218,8 @@ class FileWriter final : public RowWriter {
     std::size_t size_ = 2 * flush_at;
     std::unique_ptr<char[]> buffer_ = std::make_unique_for_overwrite<char[]>(size_);
     char* end_ = buffer_.get();
+    std::size_t variables_ = 0;
     char delimiter_ = ',', decimal_ = '.';
-    bool first_ = true;
 };
 
 }  // namespace
@@ -234,20 +238,17 @@ bool write_table(const MemoryTable& table, const std::string& path, std::string*
     std::unique_ptr<RowWriter> writer = file_writer(path, form, error);
     if (writer == nullptr) return false;
     writer->define(table.variables());
-    const int columns = static_cast<int>(table.variables().size());
-    for (std::int64_t row = 0; row < table.rows(); ++row) {
+    const int variables = static_cast<int>(table.variables().size());
+    std::vector<Column> columns(static_cast<std::size_t>(variables));
+    for (std::int64_t row = 0; row < table.rows(); row += MemoryTable::piece_rows) {
         const std::int64_t piece = row / MemoryTable::piece_rows;
-        const auto at = static_cast<std::size_t>(row % MemoryTable::piece_rows);
-        writer->begin_row();
-        for (int c = 0; c < columns; ++c) {
-            if (table.variables()[static_cast<std::size_t>(c)].type == VariableType::numeric) {
-                writer->number(table.numbers(c, piece)[at]);
-            } else {
-                const TextValue& value = table.texts(c, piece)[at];
-                writer->text({value.length == 0 ? "" : value.data, static_cast<std::size_t>(value.length)});
-            }
+        for (int c = 0; c < variables; ++c) {
+            const bool numeric = table.variables()[static_cast<std::size_t>(c)].type == VariableType::numeric;
+            columns[static_cast<std::size_t>(c)] = {numeric ? table.numbers(c, piece) : nullptr,
+                                                    numeric ? nullptr : table.texts(c, piece)};
         }
-        writer->end_row();
+        writer->rows(columns.data(),
+                     static_cast<int>(std::min<std::int64_t>(table.rows() - row, MemoryTable::piece_rows)));
     }
     if (writer->complete() && writer->commit()) return true;
     *error = writer->error();
