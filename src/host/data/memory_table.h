@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <future>
 #include <memory>
 #include <new>
 #include <string>
@@ -49,12 +50,17 @@ class MemoryTable {
         std::size_t alignment;
         void operator()(std::byte* slab) const { ::operator delete(slab, std::align_val_t(alignment)); }
     };
+    using Slab = std::unique_ptr<std::byte, FreeSlab>;
+    static Slab make_slab(std::size_t size);
+    static Slab make_touched_slab();
+    void begin_next_slab();
     void make_room();
     std::byte* take(std::size_t bytes);
 
     std::vector<Variable> variables_;
     std::vector<Column> columns_;
-    std::vector<std::unique_ptr<std::byte, FreeSlab>> slabs_;  ///< what the pieces are cut from
+    std::vector<Slab> slabs_;  ///< what the pieces are cut from
+    std::future<Slab> next_slab_;  ///< being touched, when it is valid
     std::byte* free_ = nullptr;
     std::size_t free_bytes_ = 0;
     std::int64_t rows_ = 0;
