@@ -7,9 +7,8 @@
 
 #include <algorithm>
 
-#include "host/data/shortest.h"
+#include "host/data/row_text.h"
 #include "host/session/output_file.h"
-#include "numeric/missing.h"
 
 namespace vek {
 
@@ -105,8 +104,7 @@ bool ends_with(std::string_view path, std::string_view ending) {
 class FileWriter final : public RowWriter {
   public:
     bool open(const std::string& path, const FileForm& form, std::string* error) {
-        delimiter_ = form.delimiter;
-        decimal_ = form.decimal;
+        form_ = form;
         if (!file_.open(path)) {
             *error = file_.error();
             return false;
@@ -117,26 +115,13 @@ class FileWriter final : public RowWriter {
     }
 
     void define(const std::vector<Variable>& variables) override {
-        variables_ = variables.size();
-        std::vector<TextValue> names;
-        for (const Variable& variable : variables) {
-            names.push_back({variable.name.data(), static_cast<std::int32_t>(variable.name.size())});
-        }
-        std::vector<Column> columns(variables_);
-        for (std::size_t c = 0; c < variables_; ++c) columns[c].text = &names[c];
-        rows(columns.data(), 1);
+        text_ = RowText(form_, variables.size());
+        text_.add_names(variables);
     }
     void rows(const Column* columns, int count) override {
         for (int row = 0; row < count; ++row) {
-            char* to = room_for(columns, row);
-            for (std::size_t c = 0; c < variables_; ++c) {
-                if (c > 0) *to++ = delimiter_;
-                const Column& column = columns[c];
-                to = column.number != nullptr ? put(column.number[row], to) : put(column.text[row], to);
-            }
-            *to++ = '\n';
-            end_ = to;
-            if (held() >= flush_at) flush(false);
+            text_.add(columns, row);
+            if (text_.bytes().size() >= flush_at) flush(false);
         }
     }
     bool complete() override {
@@ -148,78 +133,17 @@ class FileWriter final : public RowWriter {
     const std::string& error() const override { return file_.error(); }
 
   private:
-    std::size_t held() const { return static_cast<std::size_t>(end_ - buffer_.get()); }
-
-    /// The end of the buffer, with room behind it for the longest text that the row can have.
-    char* room_for(const Column* columns, int row) {
-        std::size_t needed = held() + variables_ * (shortest_room + 3) + 1;
-        for (std::size_t c = 0; c < variables_; ++c) {
-            if (columns[c].text != nullptr) needed += 2 * static_cast<std::size_t>(columns[c].text[row].length);
-        }
-        if (needed > size_) {
-            const std::size_t larger = std::max(2 * size_, needed);
-            auto buffer = std::make_unique_for_overwrite<char[]>(larger);
-            char* const end = std::copy(buffer_.get(), end_, buffer.get());
-            buffer_ = std::move(buffer);
-            size_ = larger;
-            end_ = end;
-        }
-        return end_;
-    }
-
-    char* put(double value, char* to) const {
-        if (wzmis(value)) {
-            // A plain missing value is an empty field, which every reader of such files understands.
-            if (const char code = missing_code(value); code != '.') {
-                *to++ = '.';
-                *to++ = code;
-            }
-            return to;
-        }
-        char* const end = write_shortest(value, to);
-        return decimal_ == '.' ? end : put_decimal(to, end);
-    }
-
-    char* put(const TextValue& value, char* to) const {
-        const std::string_view text(value.length == 0 ? "" : value.data, static_cast<std::size_t>(value.length));
-        bool quotes = false;
-        for (const char c : text) quotes = quotes || c == delimiter_ || c == '"' || c == '\n' || c == '\r';
-        if (!quotes) return std::copy(text.begin(), text.end(), to);
-        *to++ = '"';
-        for (const char c : text) {
-            if (c == '"') *to++ = '"';
-            *to++ = c;
-        }
-        *to++ = '"';
-        return to;
-    }
-
-    /// Gives a number the decimal sign of the file, and quotes where that sign also separates fields. Returns its end.
-    char* put_decimal(char* number, char* end) const {
-        char* const point = std::find(number, end, '.');
-        if (point == end) return end;
-        *point = decimal_;
-        if (decimal_ != delimiter_) return end;
-        std::copy_backward(number, end, end + 1);
-        *number = '"';
-        end[1] = '"';
-        return end + 2;
-    }
-
     void flush(bool last) {
         // What has failed once is reported when the file should be put in place.
-        const std::string_view bytes(buffer_.get(), held());
+        const std::string_view bytes = text_.bytes();
         if (!file_.failed()) file_.write(compressor_ != nullptr ? compressor_->compress(bytes, last) : bytes);
-        end_ = buffer_.get();
+        text_.clear();
     }
 
     OutputFile file_;
     std::unique_ptr<Compressor> compressor_;
-    std::size_t size_ = 2 * flush_at;
-    std::unique_ptr<char[]> buffer_ = std::make_unique_for_overwrite<char[]>(size_);
-    char* end_ = buffer_.get();
-    std::size_t variables_ = 0;
-    char delimiter_ = ',', decimal_ = '.';
+    FileForm form_;
+    RowText text_;
 };
 
 }  // namespace
