@@ -3,7 +3,8 @@
 // another.
 #pragma once
 
-/// In front of a loop over a tile: its counts are constants, and its elements stay in registers only when it is unrolled.
+/// In front of a loop over a tile: its counts are constants, and its elements stay in registers only when it is
+/// unrolled.
 #if defined(__clang__)
 #define VEK_UNROLL _Pragma("unroll")
 #else

@@ -1,5 +1,5 @@
-// vekout: replays all observations of a pass, computes the wanted statistics for each dependent variable, and writes the
-// input's variables with the new ones behind them.
+// vekout: replays all observations of a pass, computes the wanted statistics for each dependent variable, and writes
+// the input's variables with the new ones behind them.
 #include "output/vekout.h"
 
 #include <algorithm>
@@ -26,11 +26,11 @@ constexpr int no_usable_observation = -99;
 
 /// The open data set of an OUTPUT statement; lives over passes and BY groups.
 struct OutputState {
-    std::uint32_t flags = 0;        ///< closed
-    std::int64_t nvalues = 0;       ///< of a row: stat_count * ny
-    double* values = nullptr;       ///< [nvalues][observation_block_rows] of the rows in hand
-    double* row = nullptr;          ///< [nvalues] of one row, as the collecting files have it
-    FetchList* fetch = nullptr;     ///< all variables of the input
+    std::uint32_t flags = 0;     ///< closed
+    std::int64_t nvalues = 0;    ///< of a row: stat_count * ny
+    double* values = nullptr;    ///< [nvalues][observation_block_rows] of the rows in hand
+    double* row = nullptr;       ///< [nvalues] of one row, as the collecting files have it
+    FetchList* fetch = nullptr;  ///< all variables of the input
     Column* columns = nullptr;
     PutList* put = nullptr;
     DataSet* out = nullptr;
@@ -56,8 +56,7 @@ struct RowInputs {
 
 class OutputPass {
   public:
-    OutputPass(MainBlock& main, OutputState& output, double level)
-        : F(main), zgm(main.zgm), o(output), alpha(level) {}
+    OutputPass(MainBlock& main, OutputState& output, double level) : F(main), zgm(main.zgm), o(output), alpha(level) {}
     void run();
 
   private:

@@ -30,8 +30,8 @@ bool residual_family(ObservationContext& c, double h, double e) {
     return true;
 }
 
-/// base^n for a whole n >= 0 by squaring. Its error grows with n no faster than that of the base, which is a quotient of
-/// rounded sums, does itself; the block loops take the same steps.
+/// base^n for a whole n >= 0 by squaring. Its error grows with n no faster than that of the base, which is a quotient
+/// of rounded sums, does itself; the block loops take the same steps.
 double whole_power(double base, double n) {
     double result = 1;
     for (auto bits = static_cast<std::uint64_t>(n); bits != 0; bits >>= 1) {

@@ -38,8 +38,8 @@ MemoryTable::Slab MemoryTable::make_touched_slab() {
     return slab;
 }
 
-/// The system clears memory when it is first touched, which takes as long as filling it: a table that goes on growing has
-/// another thread touch its next slab while this one fills the last.
+/// The system clears memory when it is first touched, which takes as long as filling it: a table that goes on growing
+/// has another thread touch its next slab while this one fills the last.
 void MemoryTable::begin_next_slab() {
     static const bool several_processors = std::thread::hardware_concurrency() > 1;
     if (!several_processors) return;

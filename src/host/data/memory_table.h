@@ -59,7 +59,7 @@ class MemoryTable {
 
     std::vector<Variable> variables_;
     std::vector<Column> columns_;
-    std::vector<Slab> slabs_;  ///< what the pieces are cut from
+    std::vector<Slab> slabs_;      ///< what the pieces are cut from
     std::future<Slab> next_slab_;  ///< being touched, when it is valid
     std::byte* free_ = nullptr;
     std::size_t free_bytes_ = 0;

@@ -101,8 +101,8 @@ struct SixteenDigits {
 
     explicit SixteenDigits(std::uint64_t number) {
         const std::uint64_t upper = number / 100000000;
-        const __m128i eights = _mm_set_epi64x(static_cast<long long>(number - 100000000 * upper),
-                                              static_cast<long long>(upper));
+        const __m128i eights =
+            _mm_set_epi64x(static_cast<long long>(number - 100000000 * upper), static_cast<long long>(upper));
         // Each part is divided into quotient and remainder, which then stand side by side: 8 digits in 64 bits to
         // 4 in 32, to 2 in 16, to 1 in 8. The quotients are products with a scaled reciprocal.
         const __m128i myriads = _mm_srli_epi64(_mm_mul_epu32(eights, _mm_set1_epi64x(3518437209)), 45);
@@ -327,7 +327,8 @@ char* write_shortest(double value, char* to) {
     }
     const ShortestDecimal decimal = shortest_decimal(magnitude);
     // Most numbers have sixteen or seventeen digits before trailing zeros are taken off, and the point in front of or
-    // among the first eight, or an exponent below zero: no form of such a number can be as short as the one chosen here.
+    // among the first eight, or an exponent below zero: no form of such a number can be as short as the one chosen
+    // here.
     if (decimal.digits >= 1000000000000000U) {
         const LongDigits digits(decimal.digits);
         const int leading = decimal.exponent + digits.whole - 1;  // exponent of the first digit
