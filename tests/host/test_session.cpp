@@ -3,11 +3,17 @@
 #include <doctest/doctest.h>
 #include <sys/wait.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
+#include <sstream>
 #include <string>
 
 #include "host/program_support.h"
+#include "host/session/interrupt.h"
+#include "host/session/outputs.h"
+#include "host/session/session.h"
+#include "support/table_support.h"
 
 using vek::test::Folder;
 
@@ -146,5 +152,44 @@ TEST_CASE("the program from outside: places of outputs, options, names, signals"
         CHECK(WEXITSTATUS(status) == one.status);
         const int seen = std::system((prologue + "{ " + one.see + "\n} > /dev/null 2>&1").c_str());
         CHECK_MESSAGE(seen == 0, std::string(one.see));
+    }
+}
+
+TEST_CASE("an interrupt ends the writing of a run group's report, and none of it is left") {
+    using namespace vek;
+    session().reset_for_test();
+    test::TableStep step;
+    const auto make_table = [&](const char* name) {
+        Table t(step.out, name, name);
+        double value = 1.5;
+        t.number("Mean", value, 12, 2, {.like = "mean"}).bind("drim.VEK.Means");
+        for (int row = 0; row < 40000; ++row) t.row();
+        t.end();
+    };
+    const vek::test::Folder folder;
+    CommandLine command;
+    command.listing = folder.path() + "/listing";
+    command.json = folder.path() + "/json";
+    Outputs outputs;
+    std::string reason;
+    REQUIRE(outputs.open(command, &reason));
+    outputs.begin_group();
+    make_table("Interrupted");
+    raise_pending(SIGINT);
+    CHECK_THROWS(outputs.drain());
+    clear_signal();
+    outputs.take_back();
+    tables().cut_back(tables().report().begin());
+    outputs.begin_group();
+    make_table("Complete");
+    outputs.drain();
+    outputs.show();
+    outputs.finish_report();
+    CHECK(outputs.finish_log(0) == 0);
+    for (const std::string& path : {command.listing, command.json}) {
+        std::ostringstream text;
+        text << std::ifstream(path).rdbuf();
+        CHECK(text.str().find("Interrupted") == std::string::npos);
+        CHECK(text.str().find("Complete") != std::string::npos);
     }
 }

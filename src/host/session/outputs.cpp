@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "frame/host_message.h"
 #include "host/message/catalogue.h"
 #include "host/session/options.h"
 #include "host/table/report.h"
@@ -102,7 +103,7 @@ bool Outputs::open(const CommandLine& command, std::string* reason) {
     log_to_error_ = command.log.empty();
     if (!command.json.empty()) {
         if (!open_file(&json_file_.file, command.json)) return false;
-        json_ = std::make_unique<JsonWriter>([this](std::string_view text) { json_file_.text.append(text); });
+        json_ = std::make_unique<JsonWriter>([this](std::string_view text) { hold(&json_file_, text); });
         json_->begin_object();
         json_->name("tables");
         json_->begin_array();
@@ -187,11 +188,16 @@ void Outputs::show_log() {
     }
 }
 
+void Outputs::hold(Held* output, std::string_view text) {
+    if (draining_) wtpoll();  // a long report is stopped by an interrupt, as long as nobody has seen any of it
+    output->text.append(text);
+}
+
 /// Lets a form of the report be written to the held part of its output.
 void Outputs::write_form(Held* output, const std::function<void(const TextSink&)>& render) {
     if (!output->file.is_open()) return;
     try {
-        render([output](std::string_view text) { output->text.append(text); });
+        render([this, output](std::string_view text) { hold(output, text); });
     } catch (const std::bad_alloc&) {
         if (output == &json_file_) json_.reset();
         give_up(output);
@@ -238,7 +244,13 @@ void Outputs::begin_group() {
 }
 
 void Outputs::drain() {
-    if (tables().report().end() > tables().report().begin()) write_tables();
+    if (tables().report().end() == tables().report().begin()) return;
+    draining_ = true;
+    const struct Drained {
+        bool& draining;
+        ~Drained() { draining = false; }
+    } drained{draining_};
+    write_tables();
 }
 
 void Outputs::take_back() {

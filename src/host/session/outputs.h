@@ -32,7 +32,8 @@ class Outputs {
 
     /// A run group begins: the tables that come can be taken back until show() is called.
     void begin_group();
-    /// Writes the complete tables of the run group and gives back their memory; nobody sees them yet.
+    /// Writes the complete tables of the run group and gives back their memory; nobody sees them yet. It polls: an
+    /// interrupt leaves it, and what it has written has to be taken back.
     void drain();
     /// Takes back what has been written since begin_group().
     void take_back();
@@ -61,6 +62,7 @@ class Outputs {
 
     void show_log();
     void write_tables();
+    void hold(Held* output, std::string_view text);
     void write_form(Held* output, const std::function<void(const TextSink&)>& render);
     void pass_on(Held* output);
     void write_page();
@@ -81,6 +83,7 @@ class Outputs {
     bool json_at_once_ = false;                   ///< tables go to the JSON document as run groups end
     bool log_to_error_ = true;
     bool lost_ = false;
+    bool draining_ = false;
     std::size_t logged_ = 0;
 };
 

@@ -270,24 +270,33 @@ int Session::run_group(int (*callback)()) {
         tables().cut_back(mark);
     };
     int result = 0;
+    std::optional<Leave> left;  // the usual end of the step
     try {
-        result = callback();
+        try {
+            result = callback();
+        } catch (const Leave& leave) {
+            if (leave.code != 0) throw;
+            left = leave;
+        }
+        drain();
     } catch (const Interrupted&) {
         clear_signal();
         take_back();
         end_run_group(false);
         report(930, 15, {}, host_log().statement());
         show();
+        if (left) throw *left;
         return -1;
     } catch (const Leave& leave) {
         if (leave.code == leave_interrupted) take_back();
-        end_run_group(leave.code == 0);
+        end_run_group(false);
         throw;
     } catch (...) {
         end_run_group(false);
         throw;
     }
     end_run_group(true);
+    if (left) throw *left;
     show();
     return result;
 }
