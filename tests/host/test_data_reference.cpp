@@ -89,6 +89,8 @@ TEST_CASE("options of a reference: a mistake is one error at its token") {
         {"(encoding='klingon')", "910/65@1", "klingon", ""},
         {"(where=(b=1))", "920/2@1", "b", ""},
         {"(where=(a='x'))", "920/3@1", "x", ""},
+        {"(where=(a='7.5'))", "920/3@1", "7.5", "7.5"},
+        {"(where=(a in (1, '2')))", "920/3@1", "2", "2"},
         {"(where=(missing(a)))", "920/10@1", "missing", ""},
         {"(where=(and a=1))", "920/1@1", "and", ""},
     };
@@ -100,6 +102,16 @@ TEST_CASE("options of a reference: a mistake is one error at its token") {
         REQUIRE(host_log().entries().size() == 1);
         CHECK(host_log().entries()[0].text == one.token);
         CHECK(host_log().entries()[0].suggest == one.suggest);
+    }
+}
+
+TEST_CASE("reference: a variable that is suggested is written as a program writes it") {
+    for (const char* options : {"(keep='time cots'n)", "(where=('time cots'n > 1))"}) {
+        CAPTURE(options);
+        DataStep step;
+        CHECK(step.open_bytes("time cost,yield\n1,2\n", options) == nullptr);
+        REQUIRE(host_log().entries().size() == 1);
+        CHECK(host_log().entries()[0].suggest == "'time cost'n");
     }
 }
 
@@ -186,6 +198,9 @@ TEST_CASE("formats and VALUE: a mistake is reported at its token") {
         {"a 1=2", 24, ""},
         {"a 5-1='x'", 26, ""},
         {"a 1-<1='x'", 26, ""},
+        {"a 3-LOW='x'", 26, ""},
+        {"a HIGH-3='x'", 26, ""},
+        {"a LOW-LOW='x'", 26, ""},
         {"a 1-5='x' 5-9='y'", 27, ""},
         {"a low-5='x' 3='y'", 27, ""},
         {"a low-5='x' low-<0='y'", 27, ""},

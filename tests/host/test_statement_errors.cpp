@@ -51,6 +51,7 @@ TEST_CASE("mistakes: what the scanner cannot read is told where it stands, also 
                     {"MODEL y1 = x1 – x2;", message_bad_character, 15, 1, "-"},
                     {"MODEL y1 = x1 /* \xFF */;", message_bad_encoding, 18, 1, ""},
                     {"TITLE 'a\xC3\x28';", message_bad_encoding, 9, 1, ""},
+                    {"MODEL y1 = x1 \xFF;", message_bad_encoding, 15, 1, ""},
                     {"MODEL y1\r = x1;", message_lone_return, 9, 1, ""},
                     {"CONTRAST 'open block 1 -1;", message_unclosed_text, 10, 16, ""},
                     {"MODEL y1 = x1; CONTRAST 'a' x1 1e999;", message_number_too_large, 32, 5, ""},
@@ -63,6 +64,22 @@ TEST_CASE("mistakes: what the scanner cannot read is told where it stands, also 
     CHECK(errors[0].number == message_zero_byte);
     CHECK(errors[0].place.line == 2);
     CHECK(errors[0].place.column == 4);
+}
+
+TEST_CASE("mistakes: a program in another encoding, or with other line ends, is told so once") {
+    using namespace std::string_literals;
+    const std::pair<std::string, int> programs[] = {
+        {"\xFF\xFEP\0R\0O\0C\0;\0R\0U\0N\0;\0"s, message_bad_encoding},
+        {"TITLE 'gr\xF6\xDF';\nOPTIONS \xF6=1;\n/* \xF6 */ RUN;\n"s, message_bad_encoding},
+        {"TITLE 'a';\rRUN;\rTITLE 'b';\rRUN;"s, message_lone_return},
+        {"TITLE 'a' \0;\nTITLE 'b' \0;\n"s, message_zero_byte},
+    };
+    for (const auto& [program, number] : programs) {
+        CAPTURE(program);
+        const std::vector<LogEntry> errors = errors_of(program);
+        REQUIRE(errors.size() == 1);
+        CHECK(errors[0].number == number);
+    }
 }
 
 TEST_CASE("mistakes: a misspelt word gets the nearest that can stand there, in the case that was typed") {
@@ -104,7 +121,7 @@ TEST_CASE("mistakes: a sign that was forgotten is named, and what to write") {
                      {"MANOVA M=(1 -1;", message_incomplete, 15, 1, ");"},
                      {"MEANS block / DUNNETT(1);", message_unexpected, 23, 1, "'1'"},
                      {"MEANS block / BON, SNK;", message_unexpected, 18, 1, " "},
-                     {"CONTRAST a block 1 -1;", message_no_label, 10, 1, ""},
+                     {"CONTRAST a block 1 -1;", message_no_label, 10, 1, "'a'"},
                  });
     check(step, {
                     {"MODEL y1 block / SOLUTION;", message_model_equals, 10, 5, ""},
@@ -171,6 +188,13 @@ TEST_CASE("mistakes: a value outside its range, a value too many, a value too fe
                      {"TEST E=x1;", message_unexpected, 6, 1, ""},
                      {"CONTRAST 'c' block;", message_no_coefficient, 14, 5, ""},
                      {"CONTRAST 'c';", message_incomplete, 13, 1, ""},
+                     {"CONTRAST 'c' x1 1/4 -1/2;", message_fraction, 17, 3, "0.25"},
+                     {"ESTIMATE 'c' x1 1/0;", message_fraction, 17, 3, ""},
+                     {"CONTRAST linear x1 1;", message_no_label, 10, 6, "'linear'"},
+                     {"CONTRAST x1 1;", message_no_label, 10, 2, ""},
+                     {"TEST H=block E=variety HTYPE=3;", message_lost_slash, 24, 5, "/ HTYPE"},
+                     {"OUTPUT OUT= P=p;", message_unexpected, 13, 1, ""},
+                     {"OUTPUT OUT=o P='p';", message_unexpected, 16, 3, "p"},
                      {"ESTIMATE 'c' block 1, x1 1;", message_one_row, 21, 1, ""},
                      {"LSMEANS block / AT x1=1 TO 3 BY -1;", message_step_never_ends, 23, 12, ""},
                      {"LSMEANS block / AT x1=1 TO 1E9;", message_range_too_long, 23, 8, ""},

@@ -322,7 +322,7 @@ void xorecount(DataSet* data) {
 
 ExpressionVariable find_for_condition(const DataSet& data, std::string_view name) {
     const auto made = [](const Variable& variable, int column) {
-        return ExpressionVariable{column, variable.type == VariableType::character, {}};
+        return ExpressionVariable{column, variable.type == VariableType::character, {}, {}};
     };
     if (const int variable = data.names.find(name); variable >= 0) {
         return made(data.variables[static_cast<std::size_t>(variable)],
@@ -337,13 +337,20 @@ ExpressionVariable find_for_condition(const DataSet& data, std::string_view name
     for (const auto& [old_name, column] : data.old_names) {
         if (old_name == folded) return made(data.source_variables[static_cast<std::size_t>(column)], column);
     }
-    return {-1, false, nearest_variable(data.variables, name)};
+    std::string nearest = nearest_variable(data.variables, name);
+    std::string expected = nearest.empty() ? some_variables(data.variables) : std::string();
+    return {-1, false, std::move(nearest), std::move(expected)};
 }
 
 std::string nearest_variable(const std::vector<Variable>& variables, std::string_view name) {
     Nearest nearest(name);
     for (const Variable& variable : variables) nearest.offer(variable.name);
-    return nearest.best();
+    return name_as_written(nearest.best());
+}
+
+std::string some_variables(const std::vector<Variable>& variables) {
+    return some_of("one of its variables", static_cast<int>(variables.size()),
+                   [&](int v) { return variables[static_cast<std::size_t>(v)].name; });
 }
 
 }  // namespace vek

@@ -101,8 +101,10 @@ struct DataSet {
 
 /// The variable that a condition means: a visible one, or a column of the source that KEEP= or DROP= has hidden.
 ExpressionVariable find_for_condition(const DataSet& data, std::string_view name);
-/// The nearest name of a visible variable; empty when none is near.
+/// The nearest name of a variable, as a program writes it; empty when none is near.
 std::string nearest_variable(const std::vector<Variable>& variables, std::string_view name);
+/// What there is to choose from when none is near.
+std::string some_variables(const std::vector<Variable>& variables);
 /// Tells the rows which conditions and BY variables hold, after a change of one of them.
 void apply_filter(DataSet* data);
 

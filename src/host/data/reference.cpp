@@ -299,8 +299,9 @@ class Overlay {
     int find(const Token& token) {
         const int column = names_.find(token.text);
         if (column < 0) {
-            complaints_.fail(token, 50, {token.text, data_.shown},
-                             nearest_variable(data_.source_variables, token.text));
+            std::string nearest = nearest_variable(data_.source_variables, token.text);
+            std::string expected = nearest.empty() ? some_variables(data_.source_variables) : std::string();
+            complaints_.fail(group, token, 50, {token.text, data_.shown}, std::move(expected), std::move(nearest));
         }
         return column;
     }

@@ -268,12 +268,19 @@ Effect* intercept_effect(StatementContext& c) {
 bool fail_not_in_model(StatementContext& c, const PlacedTerm& placed) {
     const std::string name = term_name(c, placed.term);
     Nearest nearest(name);
+    std::vector<std::string> effects;
     for (Effect* e = c.step.effects().efhead; e != nullptr; e = e->next) {
         if (e->nclass() + e->ncont == 0) continue;
-        const Term other = term_of(c.step, *e);
-        nearest.offer(term_name(c, other));
+        effects.push_back(term_name(c, term_of(c.step, *e)));
+        nearest.offer(effects.back());
     }
-    return c.cursor.fail(placed.token, statement_messages, message_not_in_model, {name}, {}, nearest.best());
+    std::string expected;
+    if (!nearest.found() && !effects.empty()) {
+        expected = some_of("one of its effects", static_cast<int>(effects.size()),
+                           [&](int e) { return effects[static_cast<std::size_t>(e)]; });
+    }
+    return c.cursor.fail(placed.token, statement_messages, message_not_in_model, {name}, std::move(expected),
+                         nearest.best());
 }
 
 /// Puts the effect of a term into the slot.

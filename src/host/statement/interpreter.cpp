@@ -138,6 +138,8 @@ bool parse_data_set(StatementContext& c, const Option& option) {
     PendingOpen open;
     open.slot = option.slot;
     open.output = option.takes != Takes::input;
+    // The word behind "=" that has a "=" of its own is the next option.
+    if (c.cursor.peek().is_name() && c.cursor.peek(1).is("=")) return c.cursor.fail_expected("a data set");
     if (!parse_reference(c.cursor, &open.reference)) return false;
     std::erase_if(c.opens, [&](const PendingOpen& o) { return o.slot == open.slot; });
     c.opens.push_back(std::move(open));
@@ -350,6 +352,11 @@ std::string expected_behind_body(const StatementRule& rule) {
 /// Something stands where the body has ended: what can, and what was probably meant.
 bool fail_behind_body(StatementContext& c, const StatementRule& rule) {
     const Token& here = c.cursor.peek();
+    const std::string word = here.kind == TokenKind::name ? upper_case(here.text) : std::string();
+    if (!word.empty() && find_option(rule.options, word) != nullptr) {
+        return c.cursor.fail(here, statement_messages, message_lost_slash, {word, c.name()}, {},
+                             joined({"/ ", here.text}));
+    }
     std::string expected = expected_behind_body(rule);
     const bool effects = rule.body == Body::model || rule.body == Body::effects;
     if (effects && here.is("^")) expected += "; the square of a regressor is written x*x";

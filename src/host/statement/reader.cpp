@@ -108,11 +108,25 @@ Token last_character(const Token& token) {
 
 }  // namespace
 
+/// True when the failure at hand is a fault that a program has as a whole (its encoding, its line ends) and that was
+/// told where it stands first: mended there, it is mended everywhere.
+bool StatementReader::told_of_whole_text() {
+    const Token& token = cursor_.failure().token;
+    const bool whole = token.kind == TokenKind::bad &&
+                       (token.problem == TokenProblem::bad_encoding || token.problem == TokenProblem::zero_byte ||
+                        token.problem == TokenProblem::lone_return);
+    if (!whole) return false;
+    // Text in UTF-16 has both kinds of bytes.
+    bool& told = token.problem == TokenProblem::lone_return ? told_of_returns_ : told_of_bytes_;
+    return std::exchange(told, true);
+}
+
 /// Logs the failure of the statement at hand. When a semicolon is missing that is what is said, and the next statement
 /// begins where it is missing.
 void StatementReader::report_and_resume() {
     if (!cursor_.failed()) return;  // it cannot be carried out for a reason that has been told
     remember_failed_text();
+    if (told_of_whole_text()) return;
     const std::ptrdiff_t place = missing_semicolon(cursor_, in_step_ ? &step_ : nullptr);
     if (place > 0) {
         const Token before = cursor_.token(static_cast<std::size_t>(place) - 1);
@@ -353,8 +367,8 @@ void StatementReader::name_statement(const Statement* statement) {
     host_log().set_statement(place != step_.places.end() ? place->second : Place{});
 }
 
-/// False when the step ends behind the statement at hand: with QUIT, the next PROC or the program. What will be typed at
-/// a prompt is not known.
+/// False when the step ends behind the statement at hand: with QUIT, the next PROC or the program. What will be typed
+/// at a prompt is not known.
 bool StatementReader::step_may_go_on() const {
     if (!in_step_) return false;
     if (session().prompting()) return true;
