@@ -596,6 +596,10 @@ DataSet* open_output(const DataReference& reference, TokenCursor* cursor) {
         complaints.fail(reference.token, 76, {reference.name});
         return nullptr;
     }
+    if (reference.is_path && session().is_output(reference.name)) {
+        complaints.fail(reference.token, 78, {reference.name});
+        return nullptr;
+    }
     if (!output_options(data.get(), options, complaints)) return nullptr;
     if (data->in_memory) {
         data->writer = memory_writer();

@@ -82,6 +82,7 @@ inline constexpr CatalogueRow group_910[] = {
     {75, Level::error, "a data set needs a name"},
     {76, Level::error, "the data set {text} is being written by this step already"},
     {77, Level::error, "{text} cannot be written: {text}"},
+    {78, Level::error, "{text} is an output of the command line", "Give the data set or that output another name."},
 };
 static_assert(sound(group_910));
 
