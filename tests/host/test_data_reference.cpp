@@ -83,6 +83,7 @@ TEST_CASE("options of a reference: a mistake is one error at its token") {
         {"(rename=(a=YIELD))", "910/51@1", "YIELD", ""},
         {"(obs=-1)", "900/20@1", "-", ""},
         {"(firstobs=0)", "910/62@1", "0", ""},
+        {"(keep=a,yield)", "900/20@1", ",", " "},
         {"(delimiter='ab')", "910/63@1", "ab", ""},
         {"(delimiter='\"')", "910/63@1", "\"", ""},
         {"(decimal=';')", "910/64@1", ";", ""},

@@ -6,6 +6,7 @@
 #include <map>
 
 #include "frame/host_storage.h"
+#include "host/data/dataset.h"
 #include "host/data/formats.h"
 #include "host/statement/diagnostics.h"
 #include "host/statement/lists.h"
@@ -51,7 +52,9 @@ bool parse_effect_variable(StatementContext& c, EffectUse use, bool nesting, int
             return c.cursor.fail(token, statement_messages, message_not_class, {name, c.name()});
         if (is_character_variable(c, v)) {
             c.step.class_in_doubt = true;
-            return c.cursor.fail(token, statement_messages, message_text_not_class, {name});
+            const std::string field = first_text_field(c.step.data, v);
+            return c.cursor.fail(token, statement_messages, message_text_not_class, {name},
+                                 field.empty() ? field : "a class variable, or numbers alone; " + field);
         }
     }
     c.cursor.next();

@@ -328,8 +328,13 @@ bool names_data_set(const std::string& name) {
 
 /// True when the data set is one that an earlier mistake has kept from being made.
 bool is_unmade(const StatementContext& c, const DataReference& reference) {
-    if (reference.is_path || c.step.unmade == nullptr || !c.step.unmade->mentions(reference.name)) return false;
-    return !names_data_set(reference.name);
+    if (c.step.unmade == nullptr) return false;
+    // A path that a statement with a mistake reads is wrong by itself.
+    if (reference.is_path) {
+        return c.step.unmade->data_sets.count(upper_case(reference.name)) > 0 &&
+               ::access(session().input_path(reference.name).c_str(), F_OK) != 0;
+    }
+    return c.step.unmade->mentions(reference.name) && !names_data_set(reference.name);
 }
 
 /// Notes that the statement cannot be carried out for a reason that has been told.
@@ -524,7 +529,7 @@ bool parse_statement(StatementContext& c) {
 
 bool open_data_sets(StatementContext& c) {
     for (PendingOpen& open : c.opens) {
-        if (open.output && !open.absent && !open.reference.is_path) c.step.outputs.push_back(open.reference.name);
+        if (open.output && !open.absent) c.step.outputs.push_back(open.reference.name);
         if (c.step.checking && open.output) continue;
         DataSet* data = nullptr;
         if (!open.output && !open.absent && is_unmade(c, open.reference)) {
