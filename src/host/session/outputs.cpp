@@ -309,7 +309,8 @@ void Outputs::write_csv_folder() {
             report(930, 10, arguments(path, "memory ran out"), {});
             return;
         }
-        commit(&file);
+        // What keeps one file from being written keeps the others too, and is told once.
+        if (!commit(&file)) return;
     }
 }
 
