@@ -271,6 +271,11 @@ TEST_CASE("mistakes: the way out is told where no word is near") {
         {"MODEL y1 = x1^2;", "the square of a regressor is written x*x"},
         {"MODEL variety = x1;", "expected a number in each row of the column; line 2 has \""},
         {"MODEL y1 = x1, x2;", "write a blank there"},
+        {"MODEL y1 = exp(x1);", "there are no functions"},
+        {"MODEL exp(y1) = x1;", "there are no functions"},
+        {"MODEL y1 = variety;", "or numbers alone; line 2 has \""},
+        {"WHERE zzz > 1;", "expected one of its variables: "},
+        {"MODEL y1 = x1; TEST H=x1 E=x1*x2;", "expected one of its effects: x1"},
         {"# a comment\n;", "expected a comment to stand between /* and */"},
     };
     for (const Advice& advice : advices) {
@@ -296,6 +301,8 @@ TEST_CASE("mistakes: statements where they do not belong") {
         {"PROC REGRESSION DATA=TRIAL; CLASS block; MODEL y1=block; RUN;", {message_unknown_procedure}},
         {"PROC; CLASS block; MODEL y1=block; RUN;", {message_incomplete}},
         {"VEK DATA=TRIAL; CLASS block; MODEL y1=blok; RUN;", {message_unknown_statement, message_unknown_variable}},
+        {"PROCVEK DATA=TRIAL; CLASS block; MODEL y1=block; RUN;", {message_unknown_statement}},
+        {"PROC VEK DATA=TRIAL; MODEL y1=x1; PROCVEK DATA=TRIAL; MODEL y1=x1; RUN;", {message_unknown_statement}},
         {"PROC VEK 'trial.csv'; MODEL y1=x1; RUN;", {message_unexpected}},
         {"// a comment\nPROC VEK DATA=TRIAL; MODEL y1=x1; RUN;", {message_star_comment}},
         {"# a comment\nPROC VEK DATA=TRIAL; MODEL y1=x1; RUN;", {message_bad_character}},

@@ -141,8 +141,13 @@ bool fail_unknown_variable(StatementContext& c, const Token& token, Wanted wante
         nearest.offer(xvname(c.step.data, v).name, fits);
     }
     const std::string suggest = name_as_written(nearest.best());
+    std::string expected = suggest.empty() ? some_variables(c) : std::string();
+    const Token& behind = c.cursor.peek(c.cursor.peek().offset == token.offset ? 1 : 0);
+    if (!expected.empty() && token.kind == TokenKind::name && behind.is("(")) {
+        expected += "; there are no functions, what is computed has to stand in the data";
+    }
     return c.cursor.fail(token, statement_messages, message_unknown_variable, {shown_name(c.step.data), token.text},
-                         suggest.empty() ? some_variables(c) : std::string(), suggest);
+                         std::move(expected), suggest);
 }
 
 bool fail_variable_expected(StatementContext& c, std::string expected) {
