@@ -1,6 +1,8 @@
 // References to data sets: their options, and what they open; formats and value labels.
 #include <doctest/doctest.h>
 
+#include <cstdlib>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -103,6 +105,33 @@ TEST_CASE("options of a reference: a mistake is one error at its token") {
         REQUIRE(host_log().entries().size() == 1);
         CHECK(host_log().entries()[0].text == one.token);
         CHECK(host_log().entries()[0].suggest == one.suggest);
+    }
+}
+
+TEST_CASE("formats: different numbers that look alike are told once for a variable") {
+    struct Numbers {
+        const char* values;  // of the column
+        const char* log;
+    };
+    const Numbers columns[] = {
+        {"1234567890123\n1234567890124\n1234567890125\n", "910/45"},
+        {"0.12345678901234\n0.1234567890122\n", "910/45"},
+        {"-1.00000000000002e20\n-1e20\n", "910/45"},
+        {"1.2345679e12\n1234567890123\n", "910/45"},
+        {"123456789012\n123456789013\n", ""},
+        {"1234567890123\n1234567890123\n1234567990123\n", ""},
+        {"0.3\n0.30000000000000004\n", ""},
+    };
+    for (const Numbers& column : columns) {
+        CAPTURE(column.values);
+        DataStep step;
+        DataSet* data = step.open_bytes(std::string("id\n") + column.values);
+        REQUIRE(data != nullptr);
+        char text[16];
+        for (const char* at = column.values; *at != 0; at = std::strchr(at, '\n') + 1) {
+            xvfmtn(data, 0, std::strtod(at, nullptr), text);
+        }
+        CHECK(log_numbers() == column.log);
     }
 }
 

@@ -2,7 +2,10 @@
 // the counts behind the step's note.
 #include "host/data/dataset.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <stdexcept>
 
@@ -12,6 +15,7 @@
 #include "host/message/number_text.h"
 #include "host/statement/suggest.h"
 #include "host/table/service.h"
+#include "numeric/missing.h"
 
 namespace vek {
 
@@ -261,6 +265,31 @@ std::int64_t xorow(const FetchList* list, int row) { return list->data->rows->so
 
 // ---- values as text ---------------------------------------------------------------------------------------------
 
+namespace {
+
+/// True for numbers that differ by more than rounding.
+bool differ(double a, double b) { return std::fabs(a - b) > 1e-14 * std::fmax(std::fabs(a), std::fabs(b)); }
+
+/// Warns of a number that looks like another of its variable: they are one level where the variable is a class.
+void watch_cut_number(const DataSet* data, int variable, double value, const std::string& text) {
+    constexpr double shown_whole = 1e11;  // whole numbers below it have all their digits
+    constexpr std::size_t most = 100000;
+    if (wzmis(value) || (std::fabs(value) < shown_whole && value == std::floor(value))) return;
+    CutNumbers& cut = data->cut_numbers[variable];
+    if (cut.told || cut.seen.size() > most) return;
+    const auto [at, first] = cut.seen.emplace(text, value);
+    if (first || !differ(at->second, value)) return;
+    const double other = at->second;
+    cut.told = true;
+    cut.seen.clear();
+    report(910, 45,
+           arguments(data->variables[static_cast<std::size_t>(variable)].name,
+                     fmt::format("{}", std::min(other, value)), fmt::format("{}", std::max(other, value))),
+           {});
+}
+
+}  // namespace
+
 int xvfmtn(const DataSet* data, int variable, double value, char* text16) {
     const Format& format = data->variables[static_cast<std::size_t>(variable)].format;
     if (format.width > 16 && (format.kind == Format::Kind::fixed || format.kind == Format::Kind::best)) {
@@ -269,7 +298,9 @@ int xvfmtn(const DataSet* data, int variable, double value, char* text16) {
         narrow.width = 16;
         return into_16(format_value(narrow, value), text16);
     }
-    return into_16(format_value(format, value), text16);
+    const std::string text = format_value(format, value);
+    if (!format.given()) watch_cut_number(data, variable, value, text);
+    return into_16(text, text16);
 }
 
 int xvfmtc(const DataSet* data, int variable, TextValue value, char* text16) {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <map>
 #include <memory>
 #include <string>
 #include <unordered_map>
@@ -57,6 +58,13 @@ struct Loss {
 };
 constexpr std::size_t lines_of_loss = 5;
 
+/// Numbers of a variable without a format whose text may lack digits, by that text: two that look alike become one
+/// level, which is told once.
+struct CutNumbers {
+    std::map<std::string, double> seen;
+    bool told = false;
+};
+
 struct DataSet {
     std::string shown;
     bool output = false;
@@ -82,6 +90,7 @@ struct DataSet {
     bool told_empty = false;
     std::vector<Loss> losses;
     std::vector<std::unique_ptr<FetchList>> lists, free_lists;
+    mutable std::map<int, CutNumbers> cut_numbers;  ///< by variable
 
     // ---- of an output
     std::string name;     ///< under which it is kept in memory, or its path

@@ -62,6 +62,8 @@ inline constexpr CatalogueRow group_910[] = {
     {43, Level::error, "the data set {text} could not be written: {text}"},
     {44, Level::error, "the data set {text} is not kept, because its name is no file name",
      "Give it a name without slashes, control characters and a point in front."},
+    {45, Level::warning, "numbers of {text} look alike in the 12 characters that they are shown in: {text} and {text}",
+     "As levels they are one. A format such as BEST16. tells them apart."},
     {50, Level::error, "there is no variable {text} in {text}"},
     {51, Level::error, "the new name {text} stands twice in {text}"},
     {60, Level::error, "the option {text} stands twice"},
