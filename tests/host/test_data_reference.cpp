@@ -135,6 +135,21 @@ TEST_CASE("formats: different numbers that look alike are told once for a variab
     }
 }
 
+TEST_CASE("formats: numbers without room in their format are told once for a variable") {
+    for (const bool fits : {true, false}) {
+        DataStep step;
+        DataSet* data = step.open_bytes("id\n1\n");
+        Format format;
+        format.kind = Format::Kind::fixed;
+        format.name = "F";
+        format.width = fits ? 3 : 2;
+        set_format(data, 0, format);
+        char text[16];
+        for (const double value : {1.0, 100.0, 101.0}) xvfmtn(data, 0, value, text);
+        CHECK(log_numbers() == (fits ? "" : "910/46"));
+    }
+}
+
 TEST_CASE("reference: a variable that is suggested is written as a program writes it") {
     for (const char* options : {"(keep='time cots'n)", "(where=('time cots'n > 1))"}) {
         CAPTURE(options);
@@ -209,6 +224,12 @@ TEST_CASE("formats: text of a value, and the sixteen bytes that classify it") {
     CHECK(sixteen(xvfmtn(data, 0, 2.5, text)) == "           2.500|16");
     CHECK(xvname(data, 0).formatwidth == 20);
     CHECK(xvshown(data, 0, 2.5).size() == 20);
+    for (const auto& [name, width] : {std::pair{"grade.", 6}, {"grade3.", 3}}) {
+        Format grade;
+        REQUIRE(format_of(name, &grade));
+        set_format(data, 0, grade);
+        CHECK(xvname(data, 0).formatwidth == width);
+    }
 }
 
 TEST_CASE("formats and VALUE: a mistake is reported at its token") {

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstring>
 #include <stdexcept>
+#include <utility>
 
 #include "frame/host_storage.h"
 #include "host/data/dataset_parts.h"
@@ -101,7 +102,10 @@ int xvcount(const DataSet* data) { return static_cast<int>(data->variables.size(
 
 VariableDescriptor xvname(const DataSet* data, int variable) {
     const Variable& v = data->variables[static_cast<std::size_t>(variable)];
-    return {v.name, v.label, v.type, v.length, v.format.name, v.format.width, v.format.decimals};
+    // A value-label format without a width is as wide as its longest label.
+    const bool by_labels = v.format.kind == Format::Kind::labels && v.format.width == 0;
+    const int width = by_labels ? v.format.labels->longest : v.format.width;
+    return {v.name, v.label, v.type, v.length, v.format.name, width, v.format.decimals};
 }
 
 int xvfind(const DataSet* data, std::string_view name) { return data->names.find(name); }
@@ -288,6 +292,13 @@ void watch_cut_number(const DataSet* data, int variable, double value, const std
            {});
 }
 
+/// Warns of a number that the variable's format has no room for: all of them look alike.
+void watch_narrow_format(const DataSet* data, int variable, double value) {
+    if (std::exchange(data->cut_numbers[variable].told, true)) return;
+    const Variable& v = data->variables[static_cast<std::size_t>(variable)];
+    report(910, 46, arguments(v.name, v.format.width, fmt::format("{}", value)), {});
+}
+
 }  // namespace
 
 int xvfmtn(const DataSet* data, int variable, double value, char* text16) {
@@ -299,7 +310,11 @@ int xvfmtn(const DataSet* data, int variable, double value, char* text16) {
         return into_16(format_value(narrow, value), text16);
     }
     const std::string text = format_value(format, value);
-    if (!format.given()) watch_cut_number(data, variable, value, text);
+    if (!format.given()) {
+        watch_cut_number(data, variable, value, text);
+    } else if (text.ends_with('*') && format.kind != Format::Kind::labels) {
+        watch_narrow_format(data, variable, value);
+    }
     return into_16(text, text16);
 }
 
