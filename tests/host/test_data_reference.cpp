@@ -82,6 +82,7 @@ TEST_CASE("options of a reference: a mistake is one error at its token") {
         {"(keep=a-yield)", "910/69@1", "yield", ""},
         {"(drop=a rename=(a=b))", "910/70@1", "a", ""},
         {"(rename=(a=b a=c))", "910/71@1", "a", ""},
+        {"(rename=(yield=b yeild=d))", "910/50@1", "yeild", "yield"},
         {"(rename=(a=YIELD))", "910/51@1", "YIELD", ""},
         {"(obs=-1)", "900/20@1", "-", ""},
         {"(firstobs=0)", "910/62@1", "0", ""},

@@ -271,6 +271,8 @@ TEST_CASE("mistakes: the way out is told where no word is near") {
         {"MODEL y1 = x1^2;", "the square of a regressor is written x*x"},
         {"MODEL variety = x1;", "expected a number in each row of the column; line 2 has \""},
         {"MODEL y1 = x1, x2;", "write a blank there"},
+        {"MODEL y1 = x1 p;", "expected one of its variables: "},
+        {"MODEL y1 = x1 p;", "; the option follows a \"/\""},
         {"MODEL y1 = exp(x1);", "there are no functions"},
         {"MODEL exp(y1) = x1;", "there are no functions"},
         {"MODEL y1 = variety;", "or numbers alone; line 2 has \""},

@@ -276,7 +276,7 @@ bool cut_number(std::string_view name, std::string* stem, long* number) {
 class Overlay {
   public:
     Overlay(DataSet* data, const ReferenceOptions& options, const Complaints& complaints)
-        : data_(*data), options_(options), complaints_(complaints) {
+        : data_(*data), options_(options), complaints_(complaints), old_(data->source_variables) {
         names_.build(data_.source_variables);
     }
 
@@ -302,8 +302,8 @@ class Overlay {
     int find(const Token& token) {
         const int column = names_.find(token.text);
         if (column < 0) {
-            std::string nearest = nearest_variable(data_.source_variables, token.text);
-            std::string expected = nearest.empty() ? some_variables(data_.source_variables) : std::string();
+            std::string nearest = nearest_variable(old_, token.text);
+            std::string expected = nearest.empty() ? some_variables(old_) : std::string();
             complaints_.fail(group, token, 50, {token.text, data_.shown}, std::move(expected), std::move(nearest));
         }
         return column;
@@ -397,6 +397,7 @@ class Overlay {
     DataSet& data_;
     const ReferenceOptions& options_;
     const Complaints& complaints_;
+    std::vector<Variable> old_;  ///< as the options call them, whatever has been renamed
     NameTable names_;
 };
 

@@ -117,11 +117,13 @@ bool is_character_variable(const StatementContext& c, int variable) {
 }
 
 bool fail_unknown_variable(StatementContext& c, const Token& token, Wanted wanted) {
+    bool one_letter = false;  // an option that is more likely a variable
     if (c.rule->body != Body::options && token.kind == TokenKind::name) {
         const std::string word = upper_case(token.text);
         const bool option = std::any_of(c.rule->options.begin(), c.rule->options.end(),
                                         [&](const Option& o) { return has_name(o.names, word); });
-        if (option) {
+        one_letter = option && word.size() == 1;
+        if (option && !one_letter) {
             return c.cursor.fail(token, statement_messages, message_lost_slash, {word, c.name()}, {},
                                  joined({"/ ", token.text}));
         }
@@ -142,6 +144,7 @@ bool fail_unknown_variable(StatementContext& c, const Token& token, Wanted wante
     }
     const std::string suggest = name_as_written(nearest.best());
     std::string expected = suggest.empty() ? some_variables(c) : std::string();
+    if (!expected.empty() && one_letter) expected += "; the option follows a \"/\"";
     const Token& behind = c.cursor.peek(c.cursor.peek().offset == token.offset ? 1 : 0);
     if (!expected.empty() && token.kind == TokenKind::name && behind.is("(")) {
         expected += "; there are no functions, what is computed has to stand in the data";
