@@ -2,6 +2,7 @@
 #include <doctest/doctest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -392,4 +393,12 @@ TEST_CASE("messages show the line with marks under the place, also far to the ri
     REQUIRE(far.size() == 1);
     CHECK(far[0].excerpt.substr(0, far[0].excerpt.find('\n')).size() <= 106);
     CHECK(far[0].excerpt.find("SOLUTON;\n") != std::string::npos);
+    // The place in a line of a megabyte is shown like any other, and as fast.
+    const std::string blanks(1000000, ' ');
+    const auto begin = std::chrono::steady_clock::now();
+    const std::vector<LogEntry> farther = errors_of(step + blanks + "MODEL y1 = x1 / SOLUTON;" + blanks);
+    REQUIRE(farther.size() == 1);
+    CHECK(farther[0].excerpt.find("MODEL y1 = x1 / SOLUTON;") != std::string::npos);
+    CHECK(farther[0].excerpt.substr(0, farther[0].excerpt.find('\n')).ends_with("   ..."));
+    CHECK(std::chrono::steady_clock::now() - begin < std::chrono::seconds(20));
 }
