@@ -57,6 +57,10 @@ constexpr Case cases[] = {
      "grep -q 'standard output could not be written: No space left' err && grep -q NObs j"},
     {"a limit on the size of files is a full disk", "ulimit -f 1; $V -o l many-tables.vek > out 2> err", 1,
      "grep -q 'l could not be written' err && ! test -e l && ! ls -a | grep -q '[.]tmp$'"},
+    {"CSV files tell the BY group in their names",
+     "printf 'proc vek data=\"plots.csv\"; by variety notsorted; model yield=; run;' > b.vek; "
+     "$V -q --csv c b.vek 2> err",
+     0, "ls c | grep -q '^001_variety-[a-z0-9]*_Data_NObs.csv$'"},
     {"CSV files that cannot be written are one error",
      "(ulimit -f 0; $V -q --csv c ok.vek; echo $?) 2>&1 | cat > err; exit $(tail -n 1 err)", 1,
      "test $(grep -c 'could not be written' err) = 1 && test -z \"$(ls -A c)\""},

@@ -202,6 +202,7 @@ std::string csv_file_name(const TableModel& table, std::size_t number) {
             if (name.size() < longest) name += plain ? c : '_';
         }
     };
+    for (const auto& [variable, value] : table.context->by) add(variable + "-" + value);
     for (const FolderLevel& level : table.context->path) add(level.name);
     add(table.name);
     return name + ".csv";
