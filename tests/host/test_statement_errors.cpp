@@ -289,6 +289,16 @@ TEST_CASE("mistakes: the way out is told where no word is near") {
     }
 }
 
+TEST_CASE("mistakes: a second WHERE says that the first no longer holds") {
+    const std::vector<LogEntry> entries = run_text(step + "WHERE x1 > 1;\n  WHERE x1 < 9; MODEL y1 = x1; RUN;");
+    const auto again = [](const LogEntry& e) { return e.group == 900 && e.number == message_where_again; };
+    REQUIRE(std::count_if(entries.begin(), entries.end(), again) == 1);
+    const auto note = std::find_if(entries.begin(), entries.end(), again);
+    CHECK(note->level == Level::note);
+    CHECK(note->place.line == 2);
+    CHECK(note->place.column == 3);
+}
+
 TEST_CASE("mistakes: statements where they do not belong") {
     struct Program {
         const char* text;

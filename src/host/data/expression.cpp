@@ -6,6 +6,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <utility>
 
 #include "host/data/dataset_parts.h"
 #include "host/data/expression_node.h"
@@ -547,9 +548,10 @@ bool parse_where(TokenCursor& cursor, const DataSet& data, Where* where) {
     return true;
 }
 
-void set_where(DataSet* data, const Where& where) {
-    data->step_where = where;
+bool set_where(DataSet* data, const Where& where) {
+    const bool again = std::exchange(data->step_where, where).given();
     apply_filter(data);
+    return again;
 }
 
 }  // namespace vek
