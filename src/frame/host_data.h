@@ -1,8 +1,8 @@
 // Data sets as the module sees them: a directory of variables, BY groups, blocks of rows by column, and output lists.
 //
 // A block is a run of rows of the current BY group after WHERE=, FIRSTOBS= and OBS=, laid out by column and valid until
-// the next block is asked for. Types and lengths are known when the data set is opened, and rows that cannot be read are
-// found there too: nothing fails on the way for reasons of form.
+// the next block is asked for. Types and lengths are known when the data set is opened, and rows that cannot be read
+// are found there too: nothing fails on the way for reasons of form.
 #pragma once
 
 #include <cstdint>
@@ -19,7 +19,7 @@ enum class VariableType : int { numeric = 1, character = 2 };
 
 struct VariableDescriptor {
     std::string_view name;
-    std::string_view label;   ///< empty when there is none
+    std::string_view label;  ///< empty when there is none
     VariableType type = VariableType::numeric;
     int length = 8;           ///< bytes: 8 for a number, the longest value's for a text
     std::string_view format;  ///< name of the format in effect, empty when there is none
@@ -85,16 +85,18 @@ void xorecount(DataSet* data);
 // ---- writing ----------------------------------------------------------------------------------------------------
 
 PutList* xvputi(DataSet* data);  ///< begins the variables of an output data set
-/// A new variable whose value is read from `source` (a double, or a char[length]) at each row. Negative when the data
-/// set has the name already.
+/// A new variable whose values are read from `source` when rows are written: a double or a char[length] for each row of
+/// the call. Negative when the data set has the name already.
 int xvputd(PutList* list, std::string_view name, VariableType type, int length, const void* source,
            std::string_view label = {}, std::string_view format = {});
-/// A variable copied with its name, type, length, label and format from place `place` of a fetch list. Negative when the
-/// data set has the name already.
+/// A variable copied with its name, type, length, label and format from place `place` of a fetch list. Negative when
+/// the data set has the name already.
 int xvputcv(PutList* list, const FetchList* from, int place);
-void xvpute(PutList* list);           ///< ends the list: the data set has its variables now
-void xyvput(PutList* list, int row);  ///< writes a row; copied variables come from row `row` of their list's block
-void xvputt(PutList* list);           ///< releases the list
-void xoclose(DataSet* data);          ///< an output data set is complete and can be put in place when the group ends
+void xvpute(PutList* list);  ///< ends the list: the data set has its variables now
+/// Writes rows: copied variables come from rows `row`, `row` + 1, ... of their list's block, new ones from the first
+/// `rows` values of their sources.
+void xyvput(PutList* list, int row, int rows = 1);
+void xvputt(PutList* list);   ///< releases the list
+void xoclose(DataSet* data);  ///< an output data set is complete and can be put in place when the group ends
 
 }  // namespace vek

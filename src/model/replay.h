@@ -1,6 +1,8 @@
 // All observations of the BY group once more, each record beside its row of the data set.
 #pragma once
 
+#include <limits>
+
 #include "frame/host_data.h"
 #include "model/zgm.h"
 #include "model/zgmbld.h"
@@ -28,6 +30,8 @@ class Replay {
         }
     }
     int row() const { return current; }  ///< of the current block of the list
+    /// Rows of that block from this one on; next() may go that often, less one, before the block changes.
+    int left() const { return list != nullptr ? rows - current : std::numeric_limits<int>::max(); }
 
   private:
     ModelBlock& zgm;

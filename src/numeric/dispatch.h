@@ -3,11 +3,19 @@
 // another.
 #pragma once
 
-/// In front of a loop over a tile: its counts are constants, and its elements stay in registers only when it is unrolled.
+/// In front of a loop over a tile: its counts are constants, and its elements stay in registers only when it is
+/// unrolled.
 #if defined(__clang__)
 #define VEK_UNROLL _Pragma("unroll")
 #else
 #define VEK_UNROLL _Pragma("GCC unroll 16")
+#endif
+
+/// In front of a loop whose rounds do not depend on each other, although its arrays could overlap by their types.
+#if defined(__clang__)
+#define VEK_INDEPENDENT _Pragma("clang loop vectorize(assume_safety)")
+#else
+#define VEK_INDEPENDENT _Pragma("GCC ivdep")
 #endif
 
 namespace vek {

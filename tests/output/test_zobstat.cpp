@@ -5,7 +5,10 @@
 #include <doctest/doctest.h>
 
 #include <cmath>
+#include <cstring>
+#include <random>
 #include <string>
+#include <vector>
 
 using namespace vek;
 
@@ -77,4 +80,61 @@ TEST_CASE("an observation outside of the fit has the standard error of a new one
     zobstat(c);
     CHECK(c.results[stat_stdr] == doctest::Approx(std::sqrt((0.5 + 0.25) * 4)).epsilon(1e-15));
     CHECK(c.results[stat_student] == doctest::Approx(1 / std::sqrt(3.0)).epsilon(1e-15));
+}
+
+TEST_CASE("a block of rows has the digits of its rows one by one, whatever is missing or at its limit") {
+    std::mt19937_64 random(11);
+    const auto uniform = [&] { return static_cast<double>(random() >> 11) * 0x1p-53; };
+    // Each input is now and then missing or a value at which a chain of statistics ends.
+    const auto one_of = [&](double usual, std::initializer_list<double> odd) {
+        return random() % 9 != 0 ? usual : odd.begin()[random() % odd.size()];
+    };
+    constexpr std::uint32_t everything = (std::uint32_t{1} << stat_count) - 1;
+    const std::uint32_t wishes[] = {everything, stat_bit(stat_r), family_mean, stat_bit(stat_covratio),
+                                    family_individual | family_deleted};
+    int odd_rows = 0;
+    for (int round = 0; round < 400; ++round) {
+        ObservationContext fit;
+        fit.flags = close_statistics(wishes[round % 5]);
+        fit.t = one_of(2.1, {missing});
+        fit.edf = one_of(12, {1, 2, 0});
+        fit.p = one_of(7, {1, 2, 40});
+        fit.s2 = one_of(1.7, {0, missing, 1e-30});
+        std::vector<double> column[5], result[stat_count];
+        ObservationBlock block;
+        block.rows = round % 7 == 0 ? observation_block_rows : static_cast<int>(random() % 6);
+        for (int i = 0; i < block.rows; ++i) {
+            column[0].push_back(one_of(uniform() / 3, {0, 1, 1 - 1e-12, 1 - 1e-13, -1e-17, missing}));
+            column[1].push_back(one_of(0.5 + uniform(), {missing}));
+            column[2].push_back(one_of(1, {3, missing}));
+            column[3].push_back(one_of(10 * uniform(), {missing, 1e9}));
+            column[4].push_back(one_of(10 * uniform(), {missing}));
+        }
+        const double** inputs[] = {&block.xgx, &block.w, &block.f, &block.y, &block.yhat};
+        for (int k = 0; k < 5; ++k) *inputs[k] = column[k].data();
+        for (int code = 0; code < stat_count; ++code) {
+            result[code].assign(static_cast<std::size_t>(block.rows), missing);
+            block.results[code] = result[code].data();
+        }
+        ObservationContext c = fit;
+        zobstat_block(c, block);
+        for (std::size_t i = 0; i < static_cast<std::size_t>(block.rows); ++i) {
+            ObservationContext row = fit;
+            row.xgx = column[0][i];
+            row.w = column[1][i];
+            row.f = column[2][i];
+            row.y = column[3][i];
+            row.yhat = column[4][i];
+            zobstat(row);
+            bool odd = false;
+            for (int code = 0; code < stat_count; ++code) {
+                if (!row.wants(stat_bit(code))) continue;
+                CAPTURE(code);
+                CHECK(std::memcmp(&result[code][i], &row.results[code], sizeof(double)) == 0);
+                odd = odd || wzmis(row.results[code]);
+            }
+            odd_rows += odd ? 1 : 0;
+        }
+    }
+    CHECK(odd_rows > 1000);
 }

@@ -46,8 +46,10 @@ struct PutList {
         const void* source = nullptr;     ///< of a new variable
         const FetchList* from = nullptr;  ///< of a copied one
         int place = 0;
+        std::vector<TextValue> texts;  ///< values of a new text variable, of the rows in hand
     };
     std::vector<Item> items;
+    std::vector<Column> columns;  ///< of the rows in hand, as the writer takes them
     bool done = false;
 };
 

@@ -6,6 +6,8 @@
 #include <sys/mman.h>
 
 #include <algorithm>
+#include <system_error>
+#include <thread>
 
 namespace vek {
 
@@ -14,6 +16,7 @@ namespace {
 constexpr std::size_t small_slab = std::size_t{4} << 10;
 constexpr std::size_t large_slab = std::size_t{4} << 20;
 constexpr std::size_t huge_page = std::size_t{2} << 20;
+constexpr std::size_t small_page = 4096;
 /// Columns are filled side by side: pieces a power of two apart would compete for the same lines of the cache.
 constexpr std::size_t between_pieces = 64;
 
@@ -22,16 +25,39 @@ constexpr std::size_t between_pieces = 64;
 MemoryTable::MemoryTable(std::vector<Variable> variables)
     : variables_(std::move(variables)), columns_(variables_.size()) {}
 
+MemoryTable::Slab MemoryTable::make_slab(std::size_t size) {
+    const std::size_t alignment = size >= large_slab ? huge_page : between_pieces;
+    Slab slab(static_cast<std::byte*>(::operator new(size, std::align_val_t(alignment))), FreeSlab{alignment});
+    if (size >= large_slab) madvise(slab.get(), size, MADV_HUGEPAGE);
+    return slab;
+}
+
+MemoryTable::Slab MemoryTable::make_touched_slab() {
+    Slab slab = make_slab(large_slab);
+    for (std::size_t at = 0; at < large_slab; at += small_page) slab.get()[at] = std::byte{0};
+    return slab;
+}
+
+/// The system clears memory when it is first touched, which takes as long as filling it: a table that goes on growing
+/// has another thread touch its next slab while this one fills the last.
+void MemoryTable::begin_next_slab() {
+    static const bool several_processors = std::thread::hardware_concurrency() > 1;
+    if (!several_processors) return;
+    try {
+        next_slab_ = std::async(std::launch::async, make_touched_slab);
+    } catch (const std::system_error&) {
+        // No thread is to be had: the slab is made when it is needed.
+    }
+}
+
 std::byte* MemoryTable::take(std::size_t bytes) {
     if (bytes > free_bytes_) {
-        const bool large = bytes >= small_slab;
-        const std::size_t size = std::max(bytes, large ? large_slab : small_slab);
-        const std::size_t alignment = large ? huge_page : between_pieces;
-        slabs_.emplace_back(static_cast<std::byte*>(::operator new(size, std::align_val_t(alignment))),
-                            FreeSlab{alignment});
+        const std::size_t size = std::max(bytes, bytes >= small_slab ? large_slab : small_slab);
+        const bool usual = size == large_slab;
+        slabs_.push_back(usual && next_slab_.valid() ? next_slab_.get() : make_slab(size));
+        if (usual && slabs_.size() > 1) begin_next_slab();
         free_ = slabs_.back().get();
         free_bytes_ = size;
-        if (large) madvise(free_, size, MADV_HUGEPAGE);
     }
     std::byte* const taken = free_;
     free_ += bytes;
@@ -58,12 +84,29 @@ void MemoryTable::make_room() {
         }
     }
     room_ = room;
-    at_ = have;
+    filled_ = have;
 }
 
-void MemoryTable::set_text(int column, std::string_view value) {
-    Column& c = columns_[static_cast<std::size_t>(column)];
-    c.text[at_] = {c.arena.keep(value), static_cast<std::int32_t>(value.size())};
+void MemoryTable::add_rows(const vek::Column* columns, int count) {
+    for (int done = 0; done < count;) {
+        if (filled_ == room_) make_room();
+        const int some = std::min(count - done, room_ - filled_);
+        for (std::size_t c = 0; c < columns_.size(); ++c) {
+            Column& column = columns_[c];
+            if (columns[c].number != nullptr) {
+                std::copy_n(columns[c].number + done, some, column.number + filled_);
+                continue;
+            }
+            std::transform(columns[c].text + done, columns[c].text + done + some, column.text + filled_,
+                           [&](const TextValue& value) {
+                               return TextValue{column.arena.keep({value.data, static_cast<std::size_t>(value.length)}),
+                                                value.length};
+                           });
+        }
+        filled_ += some;
+        rows_ += some;
+        done += some;
+    }
 }
 
 const double* MemoryTable::numbers(int column, std::int64_t piece) const {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <future>
 #include <memory>
 #include <new>
 #include <string>
@@ -29,13 +30,8 @@ class MemoryTable {
 
     explicit MemoryTable(std::vector<Variable> variables);
 
-    /// Begins a row; every column must be set before the next one begins.
-    void add_row() {
-        if (++at_ == room_) make_room();
-        ++rows_;
-    }
-    void set_number(int column, double value) { columns_[static_cast<std::size_t>(column)].number[at_] = value; }
-    void set_text(int column, std::string_view value);
+    /// Appends rows by column: the first `count` values of each. Texts are copied.
+    void add_rows(const vek::Column* columns, int count);
 
     const std::vector<Variable>& variables() const { return variables_; }
     std::int64_t rows() const { return rows_; }
@@ -54,17 +50,22 @@ class MemoryTable {
         std::size_t alignment;
         void operator()(std::byte* slab) const { ::operator delete(slab, std::align_val_t(alignment)); }
     };
+    using Slab = std::unique_ptr<std::byte, FreeSlab>;
+    static Slab make_slab(std::size_t size);
+    static Slab make_touched_slab();
+    void begin_next_slab();
     void make_room();
     std::byte* take(std::size_t bytes);
 
     std::vector<Variable> variables_;
     std::vector<Column> columns_;
-    std::vector<std::unique_ptr<std::byte, FreeSlab>> slabs_;  ///< what the pieces are cut from
+    std::vector<Slab> slabs_;      ///< what the pieces are cut from
+    std::future<Slab> next_slab_;  ///< being touched, when it is valid
     std::byte* free_ = nullptr;
     std::size_t free_bytes_ = 0;
     std::int64_t rows_ = 0;
-    int at_ = -1;   ///< the last row's place in its piece
-    int room_ = 0;  ///< rows of the last piece; the first one grows so that a small data set stays small
+    int filled_ = 0;  ///< rows in the last piece
+    int room_ = 0;    ///< rows that it has room for; the first one grows so that a small data set stays small
 };
 
 }  // namespace vek

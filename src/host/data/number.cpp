@@ -370,10 +370,9 @@ int read_vectors(const FieldColumn& column, char point, double* values, std::uin
 }
 
 int check_vectors(const FieldColumn& column, char point, std::uint32_t* longest, std::uint32_t* rest) {
-    return add_behind_fours(column, rest, check_fours(column, point, longest, rest),
-                            [=](const FieldColumn& few, int, std::uint32_t* rows) {
-                                return check_plain(few, point, longest, rows);
-                            });
+    return add_behind_fours(
+        column, rest, check_fours(column, point, longest, rest),
+        [=](const FieldColumn& few, int, std::uint32_t* rows) { return check_plain(few, point, longest, rows); });
 }
 
 constexpr NumberRoutines vector_routines{read_vectors, check_vectors};

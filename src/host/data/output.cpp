@@ -106,30 +106,45 @@ void xvpute(PutList* list) {
     data->defined = true;
 }
 
-void xyvput(PutList* list, int row) {
-    RowWriter& writer = *list->data->writer;
-    writer.begin_row();
-    for (const PutList::Item& item : list->items) {
+namespace {
+
+/// Texts of `length` bytes, blank-padded or ended by a zero byte, as values.
+const TextValue* padded_texts(PutList::Item& item, int rows) {
+    item.texts.resize(static_cast<std::size_t>(rows));
+    const char* source = static_cast<const char*>(item.source);
+    for (TextValue& value : item.texts) {
+        std::string_view text(source, static_cast<std::size_t>(item.length));
+        text = text.substr(0, text.find('\0'));
+        while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
+        value = {text.data(), static_cast<std::int32_t>(text.size())};
+        source += item.length;
+    }
+    return item.texts.data();
+}
+
+}  // namespace
+
+void xyvput(PutList* list, int row, int rows) {
+    list->columns.clear();
+    for (PutList::Item& item : list->items) {
         if (item.variable < 0) continue;
+        Column column;
         if (item.from != nullptr) {
-            const Column& column = item.from->columns[static_cast<std::size_t>(item.place)];
+            column = item.from->columns[static_cast<std::size_t>(item.place)];
             if (item.type == VariableType::numeric) {
-                writer.number(column.number[row]);
+                column.number += row;
             } else {
-                const TextValue& value = column.text[row];
-                writer.text({value.length == 0 ? "" : value.data, static_cast<std::size_t>(value.length)});
+                column.text += row;
             }
         } else if (item.type == VariableType::numeric) {
-            writer.number(*static_cast<const double*>(item.source));
+            column.number = static_cast<const double*>(item.source);
         } else {
-            std::string_view value(static_cast<const char*>(item.source), static_cast<std::size_t>(item.length));
-            value = value.substr(0, value.find('\0'));
-            while (!value.empty() && value.back() == ' ') value.remove_suffix(1);
-            writer.text(value);
+            column.text = padded_texts(item, rows);
         }
+        list->columns.push_back(column);
     }
-    writer.end_row();
-    ++list->data->written;
+    list->data->writer->rows(list->columns.data(), rows);
+    list->data->written += rows;
 }
 
 void xvputt(PutList* list) {

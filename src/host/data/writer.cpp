@@ -7,9 +7,8 @@
 
 #include <algorithm>
 
-#include "host/data/shortest.h"
+#include "host/data/row_text.h"
 #include "host/session/output_file.h"
-#include "numeric/missing.h"
 
 namespace vek {
 
@@ -20,13 +19,7 @@ constexpr std::size_t flush_at = 65536;
 class MemoryWriter final : public RowWriter {
   public:
     void define(const std::vector<Variable>& variables) override { table_ = std::make_shared<MemoryTable>(variables); }
-    void begin_row() override {
-        table_->add_row();
-        column_ = 0;
-    }
-    void number(double value) override { table_->set_number(column_++, value); }
-    void text(std::string_view value) override { table_->set_text(column_++, value); }
-    void end_row() override {}
+    void rows(const Column* columns, int count) override { table_->add_rows(columns, count); }
     bool complete() override { return true; }
     bool commit() override { return table_ != nullptr; }
     void discard() override { table_ = nullptr; }
@@ -35,7 +28,6 @@ class MemoryWriter final : public RowWriter {
 
   private:
     std::shared_ptr<MemoryTable> table_;
-    int column_ = 0;
     std::string error_;
 };
 
@@ -112,8 +104,7 @@ bool ends_with(std::string_view path, std::string_view ending) {
 class FileWriter final : public RowWriter {
   public:
     bool open(const std::string& path, const FileForm& form, std::string* error) {
-        delimiter_ = form.delimiter;
-        decimal_ = form.decimal;
+        form_ = form;
         if (!file_.open(path)) {
             *error = file_.error();
             return false;
@@ -124,44 +115,14 @@ class FileWriter final : public RowWriter {
     }
 
     void define(const std::vector<Variable>& variables) override {
-        begin_row();
-        for (const Variable& variable : variables) text(variable.name);
-        end_row();
+        text_ = RowText(form_, variables.size());
+        text_.add_names(variables);
     }
-    void begin_row() override { first_ = true; }
-    void number(double value) override {
-        char* to = separated(shortest_room + 2);
-        if (wzmis(value)) {
-            // A plain missing value is an empty field, which every reader of such files understands.
-            if (const char code = missing_code(value); code != '.') {
-                *to++ = '.';
-                *to++ = code;
-            }
-            end_ = to;
-            return;
+    void rows(const Column* columns, int count) override {
+        for (int row = 0; row < count; ++row) {
+            text_.add(columns, row);
+            if (text_.bytes().size() >= flush_at) flush(false);
         }
-        end_ = write_shortest(value, to);
-        if (decimal_ != '.') put_decimal(to);
-    }
-    void text(std::string_view value) override {
-        char* to = separated(2 * value.size() + 2);
-        bool quotes = false;
-        for (const char c : value) quotes = quotes || c == delimiter_ || c == '"' || c == '\n' || c == '\r';
-        if (!quotes) {
-            end_ = std::copy(value.begin(), value.end(), to);
-            return;
-        }
-        *to++ = '"';
-        for (const char c : value) {
-            if (c == '"') *to++ = '"';
-            *to++ = c;
-        }
-        *to++ = '"';
-        end_ = to;
-    }
-    void end_row() override {
-        *end_++ = '\n';  // separated() keeps room for it; a row of no columns has the whole buffer
-        if (held() >= flush_at) flush(false);
     }
     bool complete() override {
         flush(true);
@@ -172,50 +133,17 @@ class FileWriter final : public RowWriter {
     const std::string& error() const override { return file_.error(); }
 
   private:
-    std::size_t held() const { return static_cast<std::size_t>(end_ - buffer_.get()); }
-
-    /// Where a field of up to `room` bytes begins, behind the delimiter; a line end has room behind it.
-    char* separated(std::size_t room) {
-        if (const std::size_t needed = held() + room + 2; needed > size_) {
-            const std::size_t larger = std::max(2 * size_, needed);
-            auto buffer = std::make_unique_for_overwrite<char[]>(larger);
-            char* const end = std::copy(buffer_.get(), end_, buffer.get());
-            buffer_ = std::move(buffer);
-            size_ = larger;
-            end_ = end;
-        }
-        if (!first_) *end_++ = delimiter_;
-        first_ = false;
-        return end_;
-    }
-
-    /// Gives the number that begins at `number` and ends the buffer the decimal sign of the file, in quotes where that
-    /// sign also separates fields.
-    void put_decimal(char* number) {
-        char* const point = std::find(number, end_, '.');
-        if (point == end_) return;
-        *point = decimal_;
-        if (decimal_ != delimiter_) return;
-        std::copy_backward(number, end_, end_ + 1);
-        *number = '"';
-        end_[1] = '"';
-        end_ += 2;
-    }
-
     void flush(bool last) {
         // What has failed once is reported when the file should be put in place.
-        const std::string_view bytes(buffer_.get(), held());
+        const std::string_view bytes = text_.bytes();
         if (!file_.failed()) file_.write(compressor_ != nullptr ? compressor_->compress(bytes, last) : bytes);
-        end_ = buffer_.get();
+        text_.clear();
     }
 
     OutputFile file_;
     std::unique_ptr<Compressor> compressor_;
-    std::size_t size_ = 2 * flush_at;
-    std::unique_ptr<char[]> buffer_ = std::make_unique_for_overwrite<char[]>(size_);
-    char* end_ = buffer_.get();
-    char delimiter_ = ',', decimal_ = '.';
-    bool first_ = true;
+    FileForm form_;
+    RowText text_;
 };
 
 }  // namespace
@@ -234,20 +162,17 @@ bool write_table(const MemoryTable& table, const std::string& path, std::string*
     std::unique_ptr<RowWriter> writer = file_writer(path, form, error);
     if (writer == nullptr) return false;
     writer->define(table.variables());
-    const int columns = static_cast<int>(table.variables().size());
-    for (std::int64_t row = 0; row < table.rows(); ++row) {
+    const int variables = static_cast<int>(table.variables().size());
+    std::vector<Column> columns(static_cast<std::size_t>(variables));
+    for (std::int64_t row = 0; row < table.rows(); row += MemoryTable::piece_rows) {
         const std::int64_t piece = row / MemoryTable::piece_rows;
-        const auto at = static_cast<std::size_t>(row % MemoryTable::piece_rows);
-        writer->begin_row();
-        for (int c = 0; c < columns; ++c) {
-            if (table.variables()[static_cast<std::size_t>(c)].type == VariableType::numeric) {
-                writer->number(table.numbers(c, piece)[at]);
-            } else {
-                const TextValue& value = table.texts(c, piece)[at];
-                writer->text({value.length == 0 ? "" : value.data, static_cast<std::size_t>(value.length)});
-            }
+        for (int c = 0; c < variables; ++c) {
+            const bool numeric = table.variables()[static_cast<std::size_t>(c)].type == VariableType::numeric;
+            columns[static_cast<std::size_t>(c)] = {numeric ? table.numbers(c, piece) : nullptr,
+                                                    numeric ? nullptr : table.texts(c, piece)};
         }
-        writer->end_row();
+        writer->rows(columns.data(),
+                     static_cast<int>(std::min<std::int64_t>(table.rows() - row, MemoryTable::piece_rows)));
     }
     if (writer->complete() && writer->commit()) return true;
     *error = writer->error();

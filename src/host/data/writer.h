@@ -17,11 +17,8 @@ class RowWriter {
     virtual ~RowWriter() = default;
     /// The variables, once, in front of the first row.
     virtual void define(const std::vector<Variable>& variables) = 0;
-    /// A row is begun, its values are given in the order of the variables, and it is ended.
-    virtual void begin_row() = 0;
-    virtual void number(double value) = 0;
-    virtual void text(std::string_view value) = 0;
-    virtual void end_row() = 0;
+    /// Rows by column: the first `count` values of each, in the order of the variables.
+    virtual void rows(const Column* columns, int count) = 0;
     /// Nothing more comes. False when anything has failed; error() tells what.
     virtual bool complete() = 0;
     /// Puts a complete file in place. False when it failed.
