@@ -6,6 +6,7 @@
 
 #include "host/session/options.h"
 #include "host/session/session.h"
+#include "host/statement/suggest.h"
 
 namespace {
 
@@ -48,19 +49,48 @@ std::string repeated_name(const std::vector<vek::CommandLine::Pair>& data) {
 
 void add_options(CLI::App* app, vek::CommandLine* command, std::vector<std::string>* data,
                  std::vector<std::string>* options) {
-    app->add_option("PROGRAM", command->programs, "programs to run; - or none is standard input");
-    app->add_option("-d,--data", *data, "NAME=PATH: data set NAME is the file PATH")->allow_extra_args(false);
-    app->add_option("-o,--listing", command->listing, "the printed report (default: standard output)");
-    app->add_option("--log", command->log, "notes, warnings and errors (default: standard error)");
-    app->add_option("--json", command->json, "every table as data");
-    app->add_option("--html", command->html, "the report as one page");
-    app->add_option("--md", command->markdown, "the report as Markdown");
-    app->add_option("--csv", command->csv_folder, "a folder for a CSV file of each table");
-    app->add_option("--keep", command->keep_folder, "a folder for the data sets that the run made");
-    app->add_option("--option", *options, "NAME=VALUE: a host option, see below")->allow_extra_args(false);
+    const auto path = [&](const char* names, std::string& value, const char* help) {
+        app->add_option(names, value, help)->type_name("PATH");
+    };
+    const auto folder = [&](const char* names, std::string& value, const char* help) {
+        app->add_option(names, value, help)->type_name("DIR");
+    };
+    const auto pairs = [&](const char* names, std::vector<std::string>& value, const char* type, const char* help) {
+        app->add_option(names, value, help)->allow_extra_args(false)->type_name(type);
+    };
+    app->add_option("PROGRAM", command->programs, "programs to run; - or none is standard input")->type_name("");
+    pairs("-d,--data", *data, "NAME=PATH", "data set NAME is the file PATH; repeatable");
+    path("-o,--listing", command->listing, "the printed report (default: standard output)");
+    path("--log", command->log, "notes, warnings and errors (default: standard error)");
+    path("--json", command->json, "every table as data");
+    path("--html", command->html, "the report as one page");
+    path("--md", command->markdown, "the report as Markdown");
+    folder("--csv", command->csv_folder, "a folder for a CSV file of each table");
+    folder("--keep", command->keep_folder, "a folder for the data sets that the run made");
+    pairs("--option", *options, "NAME=VALUE", "a host option, see below; repeatable");
     app->add_flag("-q,--quiet", command->quiet, "no listing");
     app->set_version_flag("--version", version, "the version");
-    app->footer(option_help());
+    app->footer("PATH - is standard output.\n\n" + option_help());
+}
+
+/// What is wrong with a word that is no option.
+std::string unknown_option(const CLI::App& app) {
+    const std::vector<std::string> words = app.remaining();
+    const std::string word = words.empty() ? std::string() : words.front();
+    vek::Nearest nearest(word);
+    for (const CLI::Option* option : app.get_options()) {
+        for (const std::string& name : option->get_lnames()) nearest.offer("--" + name);
+    }
+    const std::string meant = word.size() > 2 && nearest.found() ? "; did you mean " + nearest.best() + "?" : "";
+    return "there is no option \"" + word + "\"" + meant;
+}
+
+/// An option that stands twice or has no value; the parser's own words name it in front.
+std::string wrong_count(const CLI::App& app, const std::string& words) {
+    const std::string name = words.substr(0, words.find(':'));
+    const CLI::Option* option = app.get_option_no_throw(name);
+    if (option == nullptr) return words;
+    return name + (option->count() > 1 ? " is given twice" : " needs a path or a value");
 }
 
 int usage_error(const std::string& text) {
@@ -81,6 +111,10 @@ int main(int argc, char** argv) {
         NameValue{&command.options}(options);
     } catch (const CLI::Success& asked) {
         return app.exit(asked);
+    } catch (const CLI::ExtrasError&) {
+        return usage_error(unknown_option(app));
+    } catch (const CLI::ArgumentMismatch& wrong) {
+        return usage_error(wrong_count(app, wrong.what()));
     } catch (const CLI::ParseError& wrong) {
         return usage_error(wrong.what());
     }

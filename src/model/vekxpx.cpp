@@ -108,7 +108,7 @@ void column_tolerances(MainBlock& F) {
     }
 }
 
-/// Names each effect whose values differ but whose spread is lost beside its mean.
+/// Names each effect whose values differ but whose spread is lost beside its mean, or whose squares are lost.
 void warn_of_scale(const MainBlock& F, const ColumnRange& range) {
     const ModelBlock& zgm = F.zgm;
     if (!(zgm.sumw > 0)) return;
@@ -116,8 +116,13 @@ void warn_of_scale(const MainBlock& F, const ColumnRange& range) {
     for (int c = 0; c < zgm.ncoly; ++c) {
         const int e = F.coleffect[c];
         if (e <= last || F.colmax[c] == range.minimum[c]) continue;
-        if (F.colss[c] < mean_correction(F, c) * rounding) {
-            xpmlog(172, 105, zgm.effects[e <= zgm.neff ? e : zgm.neff + 1 + zgm.ylist[e - zgm.neff - 1]]->text());
+        const double corr = mean_correction(F, c);
+        const Effect* effect = zgm.effects[e <= zgm.neff ? e : zgm.neff + 1 + zgm.ylist[e - zgm.neff - 1]];
+        if (F.colss[c] < corr * rounding) {
+            xpmlog(172, 105, effect->text());
+            last = e;
+        } else if (F.colss[c] == 0 && corr == 0) {
+            xpmlog(172, 983, effect->text());
             last = e;
         }
     }

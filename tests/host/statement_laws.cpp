@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "host/message/catalogue.h"
-#include "program_support.h"
+#include "support/program_support.h"
 
 namespace vek::test {
 

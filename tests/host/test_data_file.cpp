@@ -181,6 +181,27 @@ TEST_CASE("bad files: each gives one error with its line, and nothing is opened"
     }
 }
 
+TEST_CASE("files: one that holds no text, or text in another encoding than it seems, is called by its kind") {
+    struct Kind {
+        std::string bytes;
+        std::string log, part;
+    };
+    const Kind kinds[] = {
+        {gzip("a,y\n1,2\n"), "910/21@1", "compressed by gzip"},
+        {zstd("a,y\n1,2\n"), "910/21@1", "compressed by zstd"},
+        {std::string("PK\x03\x04\x14\0\x06\0", 8), "910/21@1", "workbook or a zip archive"},
+        {utf16("a,y\n1,2\n", false) + "3", "910/8@3", "UTF-16"},
+    };
+    for (const Kind& kind : kinds) {
+        CAPTURE(kind.part);
+        DataStep step;
+        CHECK(step.open_bytes(kind.bytes) == nullptr);
+        CHECK(log_numbers() == kind.log);
+        REQUIRE(host_log().entries().size() == 1);
+        CHECK(host_log().entries()[0].text.find(kind.part) != std::string::npos);
+    }
+}
+
 TEST_CASE("an error about a row shows the row with a mark under the place") {
     DataStep step;
     step.open_bytes("name,y\n\xC3\xA4\xC3\xB6,2\n\xC3\xBC,2,3\n");

@@ -319,8 +319,10 @@ TEST_CASE("conditions: a mistake is reported at its token, with what would mend 
     const Case cases[] = {
         {"x = 'a'", 3, 5, ""},
         {"'a' = x", 3, 1, ""},
-        {"t = 5", 3, 5, ""},
-        {"t in (1 2)", 9, 7, ""},
+        {"t = 5", 3, 5, "'5'"},
+        {"t = 5 + 1", 3, 5, ""},
+        {"'7.5' < x", 3, 1, "7.5"},
+        {"t in (1 2)", 9, 7, "'1'"},
         {"x in ('a')", 3, 7, ""},
         {"yeild = 5", 2, 1, "yield"},
         {"t + 1 = 2", 4, 1, ""},

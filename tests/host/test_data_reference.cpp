@@ -1,6 +1,8 @@
 // References to data sets: their options, and what they open; formats and value labels.
 #include <doctest/doctest.h>
 
+#include <cstdlib>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -80,15 +82,19 @@ TEST_CASE("options of a reference: a mistake is one error at its token") {
         {"(keep=a-yield)", "910/69@1", "yield", ""},
         {"(drop=a rename=(a=b))", "910/70@1", "a", ""},
         {"(rename=(a=b a=c))", "910/71@1", "a", ""},
+        {"(rename=(yield=b yeild=d))", "910/50@1", "yeild", "yield"},
         {"(rename=(a=YIELD))", "910/51@1", "YIELD", ""},
         {"(obs=-1)", "900/20@1", "-", ""},
         {"(firstobs=0)", "910/62@1", "0", ""},
+        {"(keep=a,yield)", "900/20@1", ",", " "},
         {"(delimiter='ab')", "910/63@1", "ab", ""},
         {"(delimiter='\"')", "910/63@1", "\"", ""},
         {"(decimal=';')", "910/64@1", ";", ""},
         {"(encoding='klingon')", "910/65@1", "klingon", ""},
         {"(where=(b=1))", "920/2@1", "b", ""},
         {"(where=(a='x'))", "920/3@1", "x", ""},
+        {"(where=(a='7.5'))", "920/3@1", "7.5", "7.5"},
+        {"(where=(a in (1, '2')))", "920/3@1", "2", "2"},
         {"(where=(missing(a)))", "920/10@1", "missing", ""},
         {"(where=(and a=1))", "920/1@1", "and", ""},
     };
@@ -100,6 +106,58 @@ TEST_CASE("options of a reference: a mistake is one error at its token") {
         REQUIRE(host_log().entries().size() == 1);
         CHECK(host_log().entries()[0].text == one.token);
         CHECK(host_log().entries()[0].suggest == one.suggest);
+    }
+}
+
+TEST_CASE("formats: different numbers that look alike are told once for a variable") {
+    struct Numbers {
+        const char* values;  // of the column
+        const char* log;
+    };
+    const Numbers columns[] = {
+        {"1234567890123\n1234567890124\n1234567890125\n", "910/45"},
+        {"0.12345678901234\n0.1234567890122\n", "910/45"},
+        {"-1.00000000000002e20\n-1e20\n", "910/45"},
+        {"1.2345679e12\n1234567890123\n", "910/45"},
+        {"123456789012\n123456789013\n", ""},
+        {"1234567890123\n1234567890123\n1234567990123\n", ""},
+        {"0.3\n0.30000000000000004\n", ""},
+    };
+    for (const Numbers& column : columns) {
+        CAPTURE(column.values);
+        DataStep step;
+        DataSet* data = step.open_bytes(std::string("id\n") + column.values);
+        REQUIRE(data != nullptr);
+        char text[16];
+        for (const char* at = column.values; *at != 0; at = std::strchr(at, '\n') + 1) {
+            xvfmtn(data, 0, std::strtod(at, nullptr), text);
+        }
+        CHECK(log_numbers() == column.log);
+    }
+}
+
+TEST_CASE("formats: numbers without room in their format are told once for a variable") {
+    for (const bool fits : {true, false}) {
+        DataStep step;
+        DataSet* data = step.open_bytes("id\n1\n");
+        Format format;
+        format.kind = Format::Kind::fixed;
+        format.name = "F";
+        format.width = fits ? 3 : 2;
+        set_format(data, 0, format);
+        char text[16];
+        for (const double value : {1.0, 100.0, 101.0}) xvfmtn(data, 0, value, text);
+        CHECK(log_numbers() == (fits ? "" : "910/46"));
+    }
+}
+
+TEST_CASE("reference: a variable that is suggested is written as a program writes it") {
+    for (const char* options : {"(keep='time cots'n)", "(where=('time cots'n > 1))"}) {
+        CAPTURE(options);
+        DataStep step;
+        CHECK(step.open_bytes("time cost,yield\n1,2\n", options) == nullptr);
+        REQUIRE(host_log().entries().size() == 1);
+        CHECK(host_log().entries()[0].suggest == "'time cost'n");
     }
 }
 
@@ -167,6 +225,12 @@ TEST_CASE("formats: text of a value, and the sixteen bytes that classify it") {
     CHECK(sixteen(xvfmtn(data, 0, 2.5, text)) == "           2.500|16");
     CHECK(xvname(data, 0).formatwidth == 20);
     CHECK(xvshown(data, 0, 2.5).size() == 20);
+    for (const auto& [name, width] : {std::pair{"grade.", 6}, {"grade3.", 3}}) {
+        Format grade;
+        REQUIRE(format_of(name, &grade));
+        set_format(data, 0, grade);
+        CHECK(xvname(data, 0).formatwidth == width);
+    }
 }
 
 TEST_CASE("formats and VALUE: a mistake is reported at its token") {
@@ -186,6 +250,9 @@ TEST_CASE("formats and VALUE: a mistake is reported at its token") {
         {"a 1=2", 24, ""},
         {"a 5-1='x'", 26, ""},
         {"a 1-<1='x'", 26, ""},
+        {"a 3-LOW='x'", 26, ""},
+        {"a HIGH-3='x'", 26, ""},
+        {"a LOW-LOW='x'", 26, ""},
         {"a 1-5='x' 5-9='y'", 27, ""},
         {"a low-5='x' 3='y'", 27, ""},
         {"a low-5='x' low-<0='y'", 27, ""},

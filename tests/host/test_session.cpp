@@ -9,7 +9,7 @@
 #include <sstream>
 #include <string>
 
-#include "host/program_support.h"
+#include "support/program_support.h"
 #include "host/session/interrupt.h"
 #include "host/session/outputs.h"
 #include "host/session/session.h"
@@ -59,6 +59,17 @@ constexpr Case cases[] = {
     {"JSON on a full device", "$V -q --json /dev/full ok.vek 2> err", 1, "grep -q 'No space left' err"},
     {"the page on a full device", "$V -q --html /dev/full --json j ok.vek 2> err", 1, "grep -q '\"exit\": 1' j"},
     {"Markdown on a full device", "$V -q --md /dev/full --json j ok.vek 2> err", 1, "grep -q '\"exit\": 1' j"},
+    {"a full device as standard output", "$V --json j ok.vek > /dev/full 2> err", 2,
+     "grep -q 'standard output could not be written: No space left' err && grep -q NObs j"},
+    {"a limit on the size of files is a full disk", "ulimit -f 1; $V -o l many-tables.vek > out 2> err", 1,
+     "grep -q 'l could not be written' err && ! test -e l && ! ls -a | grep -q '[.]tmp$'"},
+    {"CSV files tell the BY group in their names",
+     "printf 'proc vek data=\"plots.csv\"; by variety notsorted; model yield=; run;' > b.vek; "
+     "$V -q --csv c b.vek 2> err",
+     0, "ls c | grep -q '^001_variety-[a-z0-9]*_Data_NObs.csv$'"},
+    {"CSV files that cannot be written are one error",
+     "(ulimit -f 0; $V -q --csv c ok.vek; echo $?) 2>&1 | cat > err; exit $(tail -n 1 err)", 1,
+     "test $(grep -c 'could not be written' err) = 1 && test -z \"$(ls -A c)\""},
     {"a log that is lost is shown", "$V -q --log /dev/full ok.vek 2> err", 1,
      "grep -q 'No space left' err && grep -q '6 rows read' err"},
     {"a folder where nothing can be made", "$V -o /proc/report ok.vek > out 2> err", 2, "test ! -s out"},
@@ -72,7 +83,14 @@ constexpr Case cases[] = {
     {"older outputs are replaced whole", "yes | head -n 9999 > j; $V -q --json j ok.vek 2> err", 0,
      "head -n 1 j | grep -q tables && ! grep -qx y j"},
     // ---- the command line
-    {"an output named twice", "$V -o a -o b ok.vek 2> err", 2, "grep -q listing err"},
+    {"an output named twice", "$V -o a -o b ok.vek 2> err", 2, "grep -q 'listing is given twice' err"},
+    {"an option that is misspelt", "$V --jsn j ok.vek 2> err", 2,
+     "grep -q 'no option .--jsn.; did you mean --json?' err"},
+    {"an option without its value", "$V ok.vek --json 2> err", 2, "grep -q 'json needs a path' err"},
+    {"a data set under the name of an output",
+     "printf 'proc vek data=\"plots.csv\"; class variety; model "
+     "yield=variety; output out=\"./j\" p=p; run;' > o.vek; $V -q --json j o.vek 2> err",
+     1, "grep -q 'o.vek:1:.*j is an output' err && grep -q '\"exit\": 1' j"},
     {"an empty path", "$V --json '' ok.vek 2> err", 2, "grep -q json err"},
     {"an empty program name", "$V '' 2> err", 2, "grep -q 'cannot be read' err"},
     {"a program that looks like an option", "cp ok.vek ./-x.vek; $V -q --json j -- -x.vek 2> err", 0, "grep -q NObs j"},
@@ -133,6 +151,9 @@ void write_files(const Folder& folder) {
     std::string two = step + " output out='first.csv' p=p; run; quit;\nproc vek data='many.csv'; class g; model y=g;\n";
     for (int k = 0; k < 30; ++k) two += "means g / snk alpha=0.0" + std::to_string(k + 10) + ";\n";
     folder.write("two.vek", two + "run;\n");
+    std::string tables = step;
+    for (int k = 0; k < 30; ++k) tables += "means variety / snk alpha=0.0" + std::to_string(k + 10) + ";\n";
+    folder.write("many-tables.vek", tables + "run;\n");
 }
 
 }  // namespace

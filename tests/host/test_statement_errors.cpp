@@ -2,11 +2,12 @@
 #include <doctest/doctest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <string>
 #include <vector>
 
 #include "host/message/group_900.h"
-#include "program_support.h"
+#include "support/program_support.h"
 
 using namespace vek;
 using namespace vek::test;
@@ -51,6 +52,7 @@ TEST_CASE("mistakes: what the scanner cannot read is told where it stands, also 
                     {"MODEL y1 = x1 – x2;", message_bad_character, 15, 1, "-"},
                     {"MODEL y1 = x1 /* \xFF */;", message_bad_encoding, 18, 1, ""},
                     {"TITLE 'a\xC3\x28';", message_bad_encoding, 9, 1, ""},
+                    {"MODEL y1 = x1 \xFF;", message_bad_encoding, 15, 1, ""},
                     {"MODEL y1\r = x1;", message_lone_return, 9, 1, ""},
                     {"CONTRAST 'open block 1 -1;", message_unclosed_text, 10, 16, ""},
                     {"MODEL y1 = x1; CONTRAST 'a' x1 1e999;", message_number_too_large, 32, 5, ""},
@@ -63,6 +65,22 @@ TEST_CASE("mistakes: what the scanner cannot read is told where it stands, also 
     CHECK(errors[0].number == message_zero_byte);
     CHECK(errors[0].place.line == 2);
     CHECK(errors[0].place.column == 4);
+}
+
+TEST_CASE("mistakes: a program in another encoding, or with other line ends, is told so once") {
+    using namespace std::string_literals;
+    const std::pair<std::string, int> programs[] = {
+        {"\xFF\xFEP\0R\0O\0C\0;\0R\0U\0N\0;\0"s, message_bad_encoding},
+        {"TITLE 'gr\xF6\xDF';\nOPTIONS \xF6=1;\n/* \xF6 */ RUN;\n"s, message_bad_encoding},
+        {"TITLE 'a';\rRUN;\rTITLE 'b';\rRUN;"s, message_lone_return},
+        {"TITLE 'a' \0;\nTITLE 'b' \0;\n"s, message_zero_byte},
+    };
+    for (const auto& [program, number] : programs) {
+        CAPTURE(program);
+        const std::vector<LogEntry> errors = errors_of(program);
+        REQUIRE(errors.size() == 1);
+        CHECK(errors[0].number == number);
+    }
 }
 
 TEST_CASE("mistakes: a misspelt word gets the nearest that can stand there, in the case that was typed") {
@@ -104,7 +122,7 @@ TEST_CASE("mistakes: a sign that was forgotten is named, and what to write") {
                      {"MANOVA M=(1 -1;", message_incomplete, 15, 1, ");"},
                      {"MEANS block / DUNNETT(1);", message_unexpected, 23, 1, "'1'"},
                      {"MEANS block / BON, SNK;", message_unexpected, 18, 1, " "},
-                     {"CONTRAST a block 1 -1;", message_no_label, 10, 1, ""},
+                     {"CONTRAST a block 1 -1;", message_no_label, 10, 1, "'a'"},
                  });
     check(step, {
                     {"MODEL y1 block / SOLUTION;", message_model_equals, 10, 5, ""},
@@ -176,6 +194,13 @@ TEST_CASE("mistakes: a value outside its range, a value too many, a value too fe
                      {"TEST E=x1;", message_unexpected, 6, 1, ""},
                      {"CONTRAST 'c' block;", message_no_coefficient, 14, 5, ""},
                      {"CONTRAST 'c';", message_incomplete, 13, 1, ""},
+                     {"CONTRAST 'c' x1 1/4 -1/2;", message_fraction, 17, 3, "0.25"},
+                     {"ESTIMATE 'c' x1 1/0;", message_fraction, 17, 3, ""},
+                     {"CONTRAST linear x1 1;", message_no_label, 10, 6, "'linear'"},
+                     {"CONTRAST x1 1;", message_no_label, 10, 2, ""},
+                     {"TEST H=block E=variety HTYPE=3;", message_lost_slash, 24, 5, "/ HTYPE"},
+                     {"OUTPUT OUT= P=p;", message_unexpected, 13, 1, ""},
+                     {"OUTPUT OUT=o P='p';", message_unexpected, 16, 3, "p"},
                      {"ESTIMATE 'c' block 1, x1 1;", message_one_row, 21, 1, ""},
                      {"LSMEANS block / AT x1=1 TO 3 BY -1;", message_step_never_ends, 23, 12, ""},
                      {"LSMEANS block / AT x1=1 TO 1E9;", message_range_too_long, 23, 8, ""},
@@ -252,6 +277,13 @@ TEST_CASE("mistakes: the way out is told where no word is near") {
         {"MODEL y1 = x1^2;", "the square of a regressor is written x*x"},
         {"MODEL variety = x1;", "expected a number in each row of the column; line 2 has \""},
         {"MODEL y1 = x1, x2;", "write a blank there"},
+        {"MODEL y1 = x1 p;", "expected one of its variables: "},
+        {"MODEL y1 = x1 p;", "; the option follows a \"/\""},
+        {"MODEL y1 = exp(x1);", "there are no functions"},
+        {"MODEL exp(y1) = x1;", "there are no functions"},
+        {"MODEL y1 = variety;", "or numbers alone; line 2 has \""},
+        {"WHERE zzz > 1;", "expected one of its variables: "},
+        {"MODEL y1 = x1; TEST H=x1 E=x1*x2;", "expected one of its effects: x1"},
         {"# a comment\n;", "expected a comment to stand between /* and */"},
     };
     for (const Advice& advice : advices) {
@@ -260,6 +292,16 @@ TEST_CASE("mistakes: the way out is told where no word is near") {
         REQUIRE(errors.size() == 1);
         CHECK(errors[0].excerpt.find(advice.text) != std::string::npos);
     }
+}
+
+TEST_CASE("mistakes: a second WHERE says that the first no longer holds") {
+    const std::vector<LogEntry> entries = run_text(step + "WHERE x1 > 1;\n  WHERE x1 < 9; MODEL y1 = x1; RUN;");
+    const auto again = [](const LogEntry& e) { return e.group == 900 && e.number == message_where_again; };
+    REQUIRE(std::count_if(entries.begin(), entries.end(), again) == 1);
+    const auto note = std::find_if(entries.begin(), entries.end(), again);
+    CHECK(note->level == Level::note);
+    CHECK(note->place.line == 2);
+    CHECK(note->place.column == 3);
 }
 
 TEST_CASE("mistakes: statements where they do not belong") {
@@ -277,6 +319,8 @@ TEST_CASE("mistakes: statements where they do not belong") {
         {"PROC REGRESSION DATA=TRIAL; CLASS block; MODEL y1=block; RUN;", {message_unknown_procedure}},
         {"PROC; CLASS block; MODEL y1=block; RUN;", {message_incomplete}},
         {"VEK DATA=TRIAL; CLASS block; MODEL y1=blok; RUN;", {message_unknown_statement, message_unknown_variable}},
+        {"PROCVEK DATA=TRIAL; CLASS block; MODEL y1=block; RUN;", {message_unknown_statement}},
+        {"PROC VEK DATA=TRIAL; MODEL y1=x1; PROCVEK DATA=TRIAL; MODEL y1=x1; RUN;", {message_unknown_statement}},
         {"PROC VEK 'trial.csv'; MODEL y1=x1; RUN;", {message_unexpected}},
         {"// a comment\nPROC VEK DATA=TRIAL; MODEL y1=x1; RUN;", {message_star_comment}},
         {"# a comment\nPROC VEK DATA=TRIAL; MODEL y1=x1; RUN;", {message_bad_character}},
@@ -364,4 +408,12 @@ TEST_CASE("messages show the line with marks under the place, also far to the ri
     REQUIRE(far.size() == 1);
     CHECK(far[0].excerpt.substr(0, far[0].excerpt.find('\n')).size() <= 106);
     CHECK(far[0].excerpt.find("SOLUTON;\n") != std::string::npos);
+    // The place in a line of a megabyte is shown like any other, and as fast.
+    const std::string blanks(1000000, ' ');
+    const auto begin = std::chrono::steady_clock::now();
+    const std::vector<LogEntry> farther = errors_of(step + blanks + "MODEL y1 = x1 / SOLUTON;" + blanks);
+    REQUIRE(farther.size() == 1);
+    CHECK(farther[0].excerpt.find("MODEL y1 = x1 / SOLUTON;") != std::string::npos);
+    CHECK(farther[0].excerpt.substr(0, farther[0].excerpt.find('\n')).ends_with("   ..."));
+    CHECK(std::chrono::steady_clock::now() - begin < std::chrono::seconds(20));
 }

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "host/statement/scanner.h"
-#include "program_support.h"
+#include "support/program_support.h"
 #include "statement_laws.h"
 
 using namespace vek;

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "program_support.h"
+#include "support/program_support.h"
 
 using namespace vek;
 using namespace vek::test;

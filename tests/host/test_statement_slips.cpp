@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "host/statement/scanner.h"
-#include "program_support.h"
+#include "support/program_support.h"
 
 using namespace vek;
 using namespace vek::test;

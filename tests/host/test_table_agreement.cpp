@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "host/program_support.h"
+#include "support/program_support.h"
 #include "host/shown_report.h"
 #include "host/table/template.h"
 

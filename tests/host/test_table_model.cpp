@@ -446,6 +446,16 @@ TEST_CASE("json: numbers have the form that they have in data sets") {
     }
 }
 
+TEST_CASE("json: bytes that are no characters are replaced, and the document can be read") {
+    std::string text;
+    JsonWriter json([&](std::string_view part) { text.append(part); });
+    json.begin_object();
+    json.member("text", "a\xFF\xC3(\u00e4\xED\xA0\x80\"\xC3");
+    json.end_object();
+    json.flush();
+    CHECK(Json::parse(text)["text"] == "a\uFFFD\uFFFD(\u00e4\uFFFD\uFFFD\uFFFD\"\uFFFD");
+}
+
 TEST_CASE("json: any text and any double come back as they were") {
     std::string text;
     JsonWriter json([&](std::string_view part) { text.append(part); });

@@ -186,6 +186,13 @@ TEST_CASE("page and Markdown: every cell shows the value of the data in its plac
     }
 }
 
+TEST_CASE("Markdown: an ampersand is no beginning of a character's name") {
+    TableStep step;
+    tables().set_title(1, "a &lt; b & c&#39;");
+    write_report(step.out);
+    CHECK(markdown().find("a \\&lt; b & c\\&\\#39;") != std::string::npos);
+}
+
 TEST_CASE("page: no text becomes an element, nothing is fetched, every link has its place") {
     TableStep step;
     tables().set_title(1, "<img src=x>");

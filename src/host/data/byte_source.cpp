@@ -288,6 +288,24 @@ bool ends_with(const std::string& path, std::string_view ending) {
                       [](char a, char b) { return a == (b >= 'A' && b <= 'Z' ? b - 'A' + 'a' : b); });
 }
 
+/// What a file is that begins like this and is no text; empty for all others.
+std::string_view foreign_kind(std::string_view head) {
+    struct Kind {
+        std::string_view head, name;
+    };
+    using namespace std::string_view_literals;
+    static constexpr Kind kinds[] = {
+        {"\x1F\x8B"sv, "it is compressed by gzip, and the name of such a file ends with .gz"sv},
+        {"\x28\xB5\x2F\xFD"sv, "it is compressed by zstd, and the name of such a file ends with .zst"sv},
+        {"PK\x03\x04"sv, "it is a workbook or a zip archive; save the table that it holds as CSV"sv},
+        {"\xD0\xCF\x11\xE0"sv, "it is a workbook; save the table that it holds as CSV"sv},
+    };
+    for (const Kind& kind : kinds) {
+        if (head.starts_with(kind.head)) return kind.name;
+    }
+    return {};
+}
+
 }  // namespace
 
 bool ByteSource::seek(std::int64_t offset) {
@@ -351,9 +369,9 @@ std::unique_ptr<ByteSource> open_bytes(const std::string& path, FileStamp* stamp
     return source;
 }
 
-std::unique_ptr<ByteSource> decoded_bytes(std::unique_ptr<ByteSource> raw, Encoding encoding, bool given,
+std::unique_ptr<ByteSource> decoded_bytes(std::unique_ptr<ByteSource> raw, Encoding* encoding, bool given,
                                           std::string* error) {
-    char head[3] = {};
+    char head[8] = {};
     std::size_t have = 0;
     while (have < sizeof head) {
         const std::ptrdiff_t count = raw->read(head + have, sizeof head - have);
@@ -369,8 +387,12 @@ std::unique_ptr<ByteSource> decoded_bytes(std::unique_ptr<ByteSource> raw, Encod
         return nullptr;
     }
     const std::string_view mark(head, have);
-    if (!given && (mark.starts_with("\xFF\xFE") || mark.starts_with("\xFE\xFF"))) find_encoding("UTF-16", &encoding);
-    if (encoding.kind != Encoding::Kind::utf8) return std::make_unique<DecodedSource>(std::move(raw), encoding);
+    if (const std::string_view kind = foreign_kind(mark); !kind.empty()) {
+        *error = kind;
+        return nullptr;
+    }
+    if (!given && (mark.starts_with("\xFF\xFE") || mark.starts_with("\xFE\xFF"))) find_encoding("UTF-16", encoding);
+    if (encoding->kind != Encoding::Kind::utf8) return std::make_unique<DecodedSource>(std::move(raw), *encoding);
     if (!mark.starts_with("\xEF\xBB\xBF")) return raw;
     auto shifted = std::make_unique<ShiftedSource>(std::move(raw), 3);
     if (shifted->restart()) return shifted;

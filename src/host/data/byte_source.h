@@ -43,8 +43,9 @@ std::unique_ptr<ByteSource> open_bytes(const std::string& path, FileStamp* stamp
 /// Bytes in memory, which must outlive the source.
 std::unique_ptr<ByteSource> memory_bytes(std::string_view bytes);
 /// The text of `raw` as UTF-8 without a byte order mark. An encoding that is not `given` is UTF-8, or UTF-16 when the
-/// text begins with its mark. Takes over `raw`; null with `error` set when it cannot be read.
-std::unique_ptr<ByteSource> decoded_bytes(std::unique_ptr<ByteSource> raw, Encoding encoding, bool given,
+/// text begins with its mark; `encoding` is then that. Takes over `raw`; null with `error` set when it cannot be read,
+/// or holds no text.
+std::unique_ptr<ByteSource> decoded_bytes(std::unique_ptr<ByteSource> raw, Encoding* encoding, bool given,
                                           std::string* error);
 /// A copy of everything that `source` has in an unlinked temporary file, where any place is reached at once.
 std::unique_ptr<ByteSource> spooled_bytes(ByteSource& source, std::string* error);

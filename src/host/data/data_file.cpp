@@ -118,7 +118,9 @@ class Validation {
         return false;
     }
     bool fault() {
-        report_fault(file_->shown, file_->form, static_cast<int>(file_->variables.size()), blocks_.fault());
+        FileForm form = file_->form;
+        form.encoding = file_->encoding;
+        report_fault(file_->shown, form, static_cast<int>(file_->variables.size()), blocks_.fault());
         return false;
     }
 
@@ -348,7 +350,8 @@ bool ends_in(std::string_view path, std::string_view ending) {
 
 std::shared_ptr<DataFile> validated(std::unique_ptr<DataFile> file, std::unique_ptr<ByteSource> raw) {
     std::string error;
-    file->bytes = decoded_bytes(std::move(raw), file->form.encoding, file->form.encoding_given, &error);
+    file->encoding = file->form.encoding;
+    file->bytes = decoded_bytes(std::move(raw), &file->encoding, file->form.encoding_given, &error);
     if (file->bytes == nullptr) {
         report(group, 21, arguments(error), in_file(file->shown, 1));
         return nullptr;

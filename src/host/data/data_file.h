@@ -39,6 +39,7 @@ struct FileVariable {
 struct DataFile {
     std::string shown;  ///< its path as messages name it
     FileForm form;
+    Encoding encoding;  ///< that the bytes are in, given or recognised
     FileStamp stamp;
     std::vector<FileVariable> variables;
     std::int64_t rows = 0;

@@ -2,9 +2,13 @@
 // the counts behind the step's note.
 #include "host/data/dataset.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <stdexcept>
+#include <utility>
 
 #include "frame/host_storage.h"
 #include "host/data/dataset_parts.h"
@@ -12,6 +16,7 @@
 #include "host/message/number_text.h"
 #include "host/statement/suggest.h"
 #include "host/table/service.h"
+#include "numeric/missing.h"
 
 namespace vek {
 
@@ -108,7 +113,10 @@ int xvcount(const DataSet* data) { return static_cast<int>(data->variables.size(
 
 VariableDescriptor xvname(const DataSet* data, int variable) {
     const Variable& v = data->variables[static_cast<std::size_t>(variable)];
-    return {v.name, v.label, v.type, v.length, v.format.name, v.format.width, v.format.decimals};
+    // A value-label format without a width is as wide as its longest label.
+    const bool by_labels = v.format.kind == Format::Kind::labels && v.format.width == 0;
+    const int width = by_labels ? v.format.labels->longest : v.format.width;
+    return {v.name, v.label, v.type, v.length, v.format.name, width, v.format.decimals};
 }
 
 int xvfind(const DataSet* data, std::string_view name) { return data->names.find(name); }
@@ -273,6 +281,38 @@ std::int64_t xorow(const FetchList* list, int row) { return list->data->rows->so
 
 // ---- values as text ---------------------------------------------------------------------------------------------
 
+namespace {
+
+/// True for numbers that differ by more than rounding.
+bool differ(double a, double b) { return std::fabs(a - b) > 1e-14 * std::fmax(std::fabs(a), std::fabs(b)); }
+
+/// Warns of a number that looks like another of its variable: they are one level where the variable is a class.
+void watch_cut_number(const DataSet* data, int variable, double value, const std::string& text) {
+    constexpr double shown_whole = 1e11;  // whole numbers below it have all their digits
+    constexpr std::size_t most = 100000;
+    if (wzmis(value) || (std::fabs(value) < shown_whole && value == std::floor(value))) return;
+    CutNumbers& cut = data->cut_numbers[variable];
+    if (cut.told || cut.seen.size() > most) return;
+    const auto [at, first] = cut.seen.emplace(text, value);
+    if (first || !differ(at->second, value)) return;
+    const double other = at->second;
+    cut.told = true;
+    cut.seen.clear();
+    report(910, 45,
+           arguments(data->variables[static_cast<std::size_t>(variable)].name,
+                     fmt::format("{}", std::min(other, value)), fmt::format("{}", std::max(other, value))),
+           {});
+}
+
+/// Warns of a number that the variable's format has no room for: all of them look alike.
+void watch_narrow_format(const DataSet* data, int variable, double value) {
+    if (std::exchange(data->cut_numbers[variable].told, true)) return;
+    const Variable& v = data->variables[static_cast<std::size_t>(variable)];
+    report(910, 46, arguments(v.name, v.format.width, fmt::format("{}", value)), {});
+}
+
+}  // namespace
+
 int xvfmtn(const DataSet* data, int variable, double value, char* text16) {
     const Format& format = data->variables[static_cast<std::size_t>(variable)].format;
     if (format.width > 16 && (format.kind == Format::Kind::fixed || format.kind == Format::Kind::best)) {
@@ -281,7 +321,13 @@ int xvfmtn(const DataSet* data, int variable, double value, char* text16) {
         narrow.width = 16;
         return into_16(format_value(narrow, value), text16);
     }
-    return into_16(format_value(format, value), text16);
+    const std::string text = format_value(format, value);
+    if (!format.given()) {
+        watch_cut_number(data, variable, value, text);
+    } else if (text.ends_with('*') && format.kind != Format::Kind::labels) {
+        watch_narrow_format(data, variable, value);
+    }
+    return into_16(text, text16);
 }
 
 int xvfmtc(const DataSet* data, int variable, TextValue value, char* text16) {
@@ -334,7 +380,7 @@ void xorecount(DataSet* data) {
 
 ExpressionVariable find_for_condition(const DataSet& data, std::string_view name) {
     const auto made = [](const Variable& variable, int column) {
-        return ExpressionVariable{column, variable.type == VariableType::character, {}};
+        return ExpressionVariable{column, variable.type == VariableType::character, {}, {}};
     };
     if (const int variable = data.names.find(name); variable >= 0) {
         return made(data.variables[static_cast<std::size_t>(variable)],
@@ -349,13 +395,20 @@ ExpressionVariable find_for_condition(const DataSet& data, std::string_view name
     for (const auto& [old_name, column] : data.old_names) {
         if (old_name == folded) return made(data.source_variables[static_cast<std::size_t>(column)], column);
     }
-    return {-1, false, nearest_variable(data.variables, name)};
+    std::string nearest = nearest_variable(data.variables, name);
+    std::string expected = nearest.empty() ? some_variables(data.variables) : std::string();
+    return {-1, false, std::move(nearest), std::move(expected)};
 }
 
 std::string nearest_variable(const std::vector<Variable>& variables, std::string_view name) {
     Nearest nearest(name);
     for (const Variable& variable : variables) nearest.offer(variable.name);
-    return nearest.best();
+    return name_as_written(nearest.best());
+}
+
+std::string some_variables(const std::vector<Variable>& variables) {
+    return some_of("one of its variables", static_cast<int>(variables.size()),
+                   [&](int v) { return variables[static_cast<std::size_t>(v)].name; });
 }
 
 }  // namespace vek

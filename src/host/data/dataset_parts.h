@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <map>
 #include <memory>
 #include <string>
 #include <unordered_map>
@@ -59,6 +60,13 @@ struct Loss {
 };
 constexpr std::size_t lines_of_loss = 5;
 
+/// Numbers of a variable without a format whose text may lack digits, by that text: two that look alike become one
+/// level, which is told once.
+struct CutNumbers {
+    std::map<std::string, double> seen;
+    bool told = false;
+};
+
 struct DataSet {
     std::string shown;
     bool output = false;
@@ -84,6 +92,7 @@ struct DataSet {
     bool told_empty = false;
     std::vector<Loss> losses;
     std::vector<std::unique_ptr<FetchList>> lists, free_lists;
+    mutable std::map<int, CutNumbers> cut_numbers;  ///< by variable
 
     // ---- of an output
     std::string name;     ///< under which it is kept in memory, or its path
@@ -103,8 +112,10 @@ struct DataSet {
 
 /// The variable that a condition means: a visible one, or a column of the source that KEEP= or DROP= has hidden.
 ExpressionVariable find_for_condition(const DataSet& data, std::string_view name);
-/// The nearest name of a visible variable; empty when none is near.
+/// The nearest name of a variable, as a program writes it; empty when none is near.
 std::string nearest_variable(const std::vector<Variable>& variables, std::string_view name);
+/// What there is to choose from when none is near.
+std::string some_variables(const std::vector<Variable>& variables);
 /// Tells the rows which conditions and BY variables hold, after a change of one of them.
 void apply_filter(DataSet* data);
 

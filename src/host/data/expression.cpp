@@ -3,8 +3,10 @@
 #include "host/data/expression.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstring>
+#include <utility>
 
 #include "host/data/dataset_parts.h"
 #include "host/data/expression_node.h"
@@ -181,7 +183,10 @@ class ConditionReader {
             if (left->text != right->text) {
                 // The constant is what is most likely written wrongly.
                 const bool at_first = left->operation == Operation::constant && right->operation != Operation::constant;
-                return failed(at_first ? first : second, 3, shown_token(left->text ? first : second));
+                const Token& place = at_first ? first : second;
+                const bool constant = (at_first ? left : right)->operation == Operation::constant;
+                return failed(place, 3, shown_token(left->text ? first : second), {},
+                              constant ? of_other_type(place) : std::string());
             }
             Node one = made(operation, left, right);
             all = all == nullptr ? std::move(one) : made(Operation::logical_and, std::move(all), std::move(one));
@@ -201,7 +206,9 @@ class ConditionReader {
             if (at_end() || (!number && (negative || value.kind != TokenKind::string))) {
                 return unexpected(left->text ? "a text in quotes" : "a number");
             }
-            if (number == left->text) return failed(value, left->text ? 9 : 3, shown_token(value));
+            if (number == left->text) {
+                return failed(value, left->text ? 9 : 3, shown_token(value), {}, of_other_type(value));
+            }
             if (number) {
                 node->numbers.push_back(negative ? -value.number : value.number);
             } else {
@@ -215,6 +222,16 @@ class ConditionReader {
         std::sort(node->numbers.begin(), node->numbers.end(),
                   [](double a, double b) { return compare_numbers(a, b) < 0; });
         return node;
+    }
+
+    /// A number as the text of its digits, and such a text as its number; empty for what is neither.
+    static std::string of_other_type(const Token& constant) {
+        if (constant.is_number()) return "'" + constant.text + "'";
+        double number = 0;
+        const char* end = constant.text.data() + constant.text.size();
+        const auto read = std::from_chars(constant.text.data(), end, number);
+        const bool whole = read.ec == std::errc() && read.ptr == end && std::isfinite(number);
+        return constant.kind == TokenKind::string && whole ? constant.text : std::string();
     }
 
     static std::string_view without_trailing_blanks(std::string_view text) {
@@ -303,7 +320,7 @@ class ConditionReader {
                 return failed(token, 10, upper_case(token.text));
             }
             if (variable.column < 0 && is_operator_word(token)) return unexpected(operand_forms);
-            if (variable.column < 0) return failed(token, 2, quoted(token.text), {}, variable.nearest);
+            if (variable.column < 0) return failed(token, 2, quoted(token.text), variable.expected, variable.nearest);
             node->operation = Operation::variable;
             node->text = variable.text;
             node->column = variable.column;
@@ -531,9 +548,10 @@ bool parse_where(TokenCursor& cursor, const DataSet& data, Where* where) {
     return true;
 }
 
-void set_where(DataSet* data, const Where& where) {
-    data->step_where = where;
+bool set_where(DataSet* data, const Where& where) {
+    const bool again = std::exchange(data->step_where, where).given();
     apply_filter(data);
+    return again;
 }
 
 }  // namespace vek

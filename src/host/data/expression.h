@@ -24,7 +24,7 @@ struct Where {
 
 /// Reads a condition up to the statement's end, with the variables of `data`. False after having failed the statement.
 bool parse_where(TokenCursor& cursor, const DataSet& data, Where* where);
-/// The condition of the step's WHERE statement; it replaces the one before. It applies from the next reading on.
-void set_where(DataSet* data, const Where& where);
+/// The condition of the step's WHERE statement; true when it replaces one before. It applies from the next reading on.
+bool set_where(DataSet* data, const Where& where);
 
 }  // namespace vek

@@ -51,7 +51,8 @@ struct ExpressionNode {
 struct ExpressionVariable {
     int column = -1;  ///< -1 when there is none of the name
     bool text = false;
-    std::string nearest;  ///< name to suggest instead
+    std::string nearest;   ///< name to suggest instead; empty when none is near
+    std::string expected;  ///< then what there is to choose from
 };
 
 /// Where a failure goes: token, message of group 920, argument, expected, suggestion.

@@ -96,6 +96,7 @@ struct RangeEnd {
     bool open = false;
     double number = 0;
     std::string text;
+    bool highest = false;  ///< the open end is HIGH, not LOW
 };
 
 class ValueReader {
@@ -183,13 +184,12 @@ class ValueReader {
         range.has_high = !high.open;
         range.low = low.number, range.high = high.number;
         range.low_text = low.text, range.high_text = high.text;
+        bool backwards = (low.open && low.highest) || (high.open && !high.highest);
         if (range.has_low && range.has_high) {
             const int order = compare(low, high);
-            const bool nothing = order == 0 && (range.low_excluded || range.high_excluded);
-            if (order > 0 || nothing) {
-                return cursor_.fail(spanning(start, cursor_.token(cursor_.position() - 1)), group, 26, {});
-            }
+            backwards = order > 0 || (order == 0 && (range.low_excluded || range.high_excluded));
         }
+        if (backwards) return cursor_.fail(spanning(start, cursor_.token(cursor_.position() - 1)), group, 26, {});
         format_.ranges.push_back(std::move(range));
         starts_.push_back(spanning(start, cursor_.token(cursor_.position() - 1)));
         return true;
@@ -197,8 +197,9 @@ class ValueReader {
 
     bool read_end(RangeEnd* end) {
         *end = {};
-        if (cursor_.accept("LOW") || cursor_.accept("HIGH")) {
+        if (cursor_.is("LOW") || cursor_.is("HIGH")) {
             end->open = true;
+            end->highest = cursor_.next().is("HIGH");
             return true;
         }
         const bool minus = !format_.character && cursor_.accept("-");
@@ -211,8 +212,9 @@ class ValueReader {
             if (format_.character) return cursor_.fail(token, group, 29, {shown_token(token)});
             end->number = minus ? -token.number : token.number;
         } else {
-            return unexpected(format_.character ? "a text in quotes, LOW, HIGH or OTHER"
-                                                : "a number, LOW, HIGH or OTHER");
+            return unexpected(
+                format_.character ? "a text in quotes, LOW, HIGH or OTHER" : "a number, LOW, HIGH or OTHER",
+                token.is(",") ? " " : "");
         }
         cursor_.next();
         return true;
@@ -223,8 +225,8 @@ class ValueReader {
     }
 
     int compare_ends(const LabelRange& a, bool a_high, const LabelRange& b, bool b_high) const {
-        const RangeEnd x{false, a_high ? a.high : a.low, a_high ? a.high_text : a.low_text};
-        const RangeEnd y{false, b_high ? b.high : b.low, b_high ? b.high_text : b.low_text};
+        const RangeEnd x{false, a_high ? a.high : a.low, a_high ? a.high_text : a.low_text, false};
+        const RangeEnd y{false, b_high ? b.high : b.low, b_high ? b.high_text : b.low_text, false};
         return compare(x, y);
     }
 

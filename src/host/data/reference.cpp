@@ -89,7 +89,9 @@ class OptionReader {
         while (!names_end()) {
             NameForm form;
             form.first = form.last = cursor_.peek();
-            if (!form.first.is_name()) return cursor_.fail_expected("the name of a variable");
+            if (!form.first.is_name()) {
+                return cursor_.fail_expected("the name of a variable", form.first.is(",") ? " " : "");
+            }
             cursor_.next();
             if (form.first.is("_NUMERIC_")) form.kind = NameForm::Kind::numeric;
             if (form.first.is("_CHARACTER_") || form.first.is("_CHAR_")) form.kind = NameForm::Kind::character;
@@ -131,19 +133,20 @@ class OptionReader {
         return true;
     }
 
-    bool read_count(std::int64_t least, std::optional<std::int64_t>* count) {
+    bool read_count(const Token& keyword, std::int64_t least, std::optional<std::int64_t>* count) {
         const Token& token = cursor_.peek();
         if (token.kind != TokenKind::integer) return cursor_.fail_expected("a whole number");
         if (token.number < static_cast<double>(least)) {
-            return cursor_.fail(token, group, 62, {token.text, static_cast<int>(least)});
+            return cursor_.fail(token, group, 62,
+                                {upper_case(keyword.text) + "=" + token.text, static_cast<int>(least)});
         }
         *count = static_cast<std::int64_t>(std::min(token.number, 9e15));
         cursor_.next();
         return true;
     }
-    bool read_last(const Token&) { return cursor_.accept("MAX") || read_count(0, &options_.last); }
-    bool read_first(const Token&) { return read_count(1, &options_.first); }
-    bool read_skip(const Token&) { return read_count(0, &options_.skip); }
+    bool read_last(const Token& name) { return cursor_.accept("MAX") || read_count(name, 0, &options_.last); }
+    bool read_first(const Token& name) { return read_count(name, 1, &options_.first); }
+    bool read_skip(const Token& name) { return read_count(name, 0, &options_.skip); }
 
     bool read_text(std::string* text) {
         if (cursor_.peek().kind != TokenKind::string) return cursor_.fail_expected("a text in quotes");
@@ -273,7 +276,7 @@ bool cut_number(std::string_view name, std::string* stem, long* number) {
 class Overlay {
   public:
     Overlay(DataSet* data, const ReferenceOptions& options, const Complaints& complaints)
-        : data_(*data), options_(options), complaints_(complaints) {
+        : data_(*data), options_(options), complaints_(complaints), old_(data->source_variables) {
         names_.build(data_.source_variables);
     }
 
@@ -299,8 +302,9 @@ class Overlay {
     int find(const Token& token) {
         const int column = names_.find(token.text);
         if (column < 0) {
-            complaints_.fail(token, 50, {token.text, data_.shown},
-                             nearest_variable(data_.source_variables, token.text));
+            std::string nearest = nearest_variable(old_, token.text);
+            std::string expected = nearest.empty() ? some_variables(old_) : std::string();
+            complaints_.fail(group, token, 50, {token.text, data_.shown}, std::move(expected), std::move(nearest));
         }
         return column;
     }
@@ -393,6 +397,7 @@ class Overlay {
     DataSet& data_;
     const ReferenceOptions& options_;
     const Complaints& complaints_;
+    std::vector<Variable> old_;  ///< as the options call them, whatever has been renamed
     NameTable names_;
 };
 
@@ -593,6 +598,10 @@ DataSet* open_output(const DataReference& reference, TokenCursor* cursor) {
     data->in_memory = !reference.is_path;
     if (is_being_written(reference.name, reference.is_path)) {
         complaints.fail(reference.token, 76, {reference.name});
+        return nullptr;
+    }
+    if (reference.is_path && session().is_output(reference.name)) {
+        complaints.fail(reference.token, 78, {reference.name});
         return nullptr;
     }
     if (!output_options(data.get(), options, complaints)) return nullptr;

@@ -340,6 +340,8 @@ inline constexpr CatalogueRow group_172[] = {
     {391, Level::note, "Transformed variables: {text}"},
     {392, Level::note, "[{text}]"},
     {393, Level::note, "{text}[{integer}]"},
+    {983, Level::warning, "the values of {text} are too small to be squared, and count as equal",
+     "Multiply the variable by a constant, such as 1e100."},
     {984, Level::note, "HOVOUT= makes no data set: neither HOVTEST nor WELCH is asked for"},
     {985, Level::note, "without a comparison method there is nothing for {text} to show",
      "Methods are options of MEANS too, such as T, TUKEY and SCHEFFE."},

@@ -34,9 +34,10 @@ inline constexpr int message_not_class = 80, message_text_not_class = 81, messag
                      message_crossed_and_nested = 83, message_not_in_model = 84, message_intercept_not_here = 85,
                      message_term_too_long = 86, message_too_many_terms = 87, message_too_many_effects = 88,
                      message_range_of_terms = 89, message_no_coefficient = 90, message_no_label = 91,
-                     message_one_row = 92, message_too_many_rows = 93, message_model_equals = 94;
+                     message_one_row = 92, message_too_many_rows = 93, message_model_equals = 94, message_fraction = 95;
 // Steps.
-inline constexpr int message_no_model = 100, message_rest_not_run = 101, message_consequence = 102;
+inline constexpr int message_no_model = 100, message_rest_not_run = 101, message_consequence = 102,
+                     message_where_again = 103;
 
 inline constexpr CatalogueRow group_900[] = {
     {message_unclosed_text, Level::error, "the text that begins here is not closed",
@@ -124,10 +125,14 @@ inline constexpr CatalogueRow group_900[] = {
     {message_too_many_rows, Level::error, "there are more than {integer} parts between commas, the limit"},
     {message_model_equals, Level::error, "MODEL has no \"=\" between the dependent variables and the effects",
      "MODEL y = a b; has the dependent variable y and the effects a and b."},
+    {message_fraction, Level::error, "a coefficient of {text} is a number, no fraction",
+     "Write it with a point; DIVISOR= of ESTIMATE divides all coefficients of its row."},
 
     {message_no_model, Level::note, "the step has no MODEL statement, and nothing was fitted"},
     {message_rest_not_run, Level::note, "nothing of this step was run after its first mistake"},
     {message_consequence, Level::note, "{text} was not made because of an earlier mistake; this step is not run"},
+    {message_where_again, Level::note, "this WHERE takes the place of the one before",
+     "Conditions that must all hold are joined by AND."},
 };
 static_assert(sound(group_900));
 

@@ -62,6 +62,11 @@ inline constexpr CatalogueRow group_910[] = {
     {43, Level::error, "the data set {text} could not be written: {text}"},
     {44, Level::error, "the data set {text} is not kept, because its name is no file name",
      "Give it a name without slashes, control characters and a point in front."},
+    {45, Level::warning, "numbers of {text} look alike in the 12 characters that they are shown in: {text} and {text}",
+     "As levels they are one. A format such as BEST16. tells them apart."},
+    {46, Level::warning,
+     "the format of {text} is {integer} wide and has no room for {text}, which is shown as asterisks",
+     "As levels, all numbers that it has no room for are one. A wider format tells them apart."},
     {50, Level::error, "there is no variable {text} in {text}"},
     {51, Level::error, "the new name {text} stands twice in {text}"},
     {60, Level::error, "the option {text} stands twice"},
@@ -82,6 +87,7 @@ inline constexpr CatalogueRow group_910[] = {
     {75, Level::error, "a data set needs a name"},
     {76, Level::error, "the data set {text} is being written by this step already"},
     {77, Level::error, "{text} cannot be written: {text}"},
+    {78, Level::error, "{text} is an output of the command line", "Give the data set or that output another name."},
 };
 static_assert(sound(group_910));
 

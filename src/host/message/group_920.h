@@ -7,7 +7,7 @@ namespace vek {
 
 inline constexpr CatalogueRow group_920[] = {
     {1, Level::error, "the condition cannot be read at {text}"},
-    {2, Level::error, "the data set has no variable {text}"},
+    {2, Level::error, "the data set has no variable {text}", "A text constant stands in quotes."},
     {3, Level::error, "{text} is text and cannot be compared with a number",
      "A text constant stands in quotes; a variable that should be a number must have numbers alone in its column."},
     {4, Level::error, "{text} is text and cannot be computed with"},

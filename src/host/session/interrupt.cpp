@@ -47,6 +47,7 @@ void install_signal_handlers() {
     struct sigaction ignore = {};
     ignore.sa_handler = SIG_IGN;
     sigaction(SIGPIPE, &ignore, nullptr);
+    sigaction(SIGXFSZ, &ignore, nullptr);  // a file that grows over a limit is a write that fails
 }
 
 void wait_for_poll(bool patient) { patient_now = patient ? 1 : 0; }

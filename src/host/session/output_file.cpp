@@ -88,6 +88,7 @@ OutputFile& OutputFile::operator=(OutputFile&& other) noexcept {
     descriptor_ = std::exchange(other.descriptor_, -1);
     owned_ = std::exchange(other.owned_, false);
     failed_ = other.failed_;
+    closed_ = other.closed_;
     slot_ = std::exchange(other.slot_, -1);
     bytes_ = other.bytes_;
     path_ = std::move(other.path_);
@@ -100,6 +101,7 @@ OutputFile& OutputFile::operator=(OutputFile&& other) noexcept {
 
 bool OutputFile::fail(int error) {
     if (!failed_) error_ = std::strerror(error);
+    if (!failed_) closed_ = error == EPIPE || error == EBADF;
     failed_ = true;
     return false;
 }
@@ -107,7 +109,7 @@ bool OutputFile::fail(int error) {
 bool OutputFile::open(const std::string& path) {
     discard();
     path_ = path;
-    failed_ = false;
+    failed_ = closed_ = false;
     bytes_ = 0;
     error_.clear();
     if (path == "-") {

@@ -31,6 +31,7 @@ class OutputFile {
 
     bool is_open() const { return descriptor_ >= 0; }
     bool failed() const { return failed_; }
+    bool closed() const { return closed_; }              ///< it failed because nobody is there who would read it
     const std::string& error() const { return error_; }  ///< the system's reason, such as "No space left on device"
     const std::string& path() const { return path_; }
     std::int64_t bytes() const { return bytes_; }
@@ -41,7 +42,7 @@ class OutputFile {
     bool fail(int error);
     int descriptor_ = -1;
     bool owned_ = false;  ///< the descriptor is ours to close
-    bool failed_ = false;
+    bool failed_ = false, closed_ = false;
     int slot_ = -1;  ///< place in the table of temporary names
     std::int64_t bytes_ = 0;
     std::string path_, target_, temporary_, error_, buffer_;

@@ -71,11 +71,13 @@ bool folder_can_be_used(const std::string& path, std::string* reason) {
     struct stat status = {};
     if (stat(path.c_str(), &status) == 0) {
         if (!S_ISDIR(status.st_mode)) return *reason = path + " is not a folder", false;
-        if (access(path.c_str(), W_OK | X_OK) != 0) return *reason = path + ": " + std::strerror(errno), false;
-        return true;
+        if (access(path.c_str(), W_OK | X_OK) == 0) return true;
+        return *reason = "the folder " + path + " cannot be written to: " + std::strerror(errno), false;
     }
     // Whether it can be made is seen by making it; it is there when it is needed.
-    if (mkdir(path.c_str(), 0777) != 0) return *reason = path + ": " + std::strerror(errno), false;
+    if (mkdir(path.c_str(), 0777) != 0) {
+        return *reason = "the folder " + path + " cannot be made: " + std::strerror(errno), false;
+    }
     rmdir(path.c_str());
     return true;
 }
@@ -129,13 +131,31 @@ int Outputs::line_width() const {
 /// Reports a failed output once, as an error of the log.
 void Outputs::check(OutputFile* file) {
     if (!file->failed() || !file->is_open()) return;
-    if (file->path() == "-") {
-        if (!lost_) report(930, 12, {}, {});
-        lost_ = true;
-    } else {
-        report(930, 10, arguments(file->path(), file->error()), {});
-    }
+    tell_failure(*file);
     file->discard();
+}
+
+/// Reports why an output is lost; of standard output only once.
+void Outputs::tell_failure(const OutputFile& file) {
+    const bool standard = file.path() == "-";
+    if (!standard) {
+        report(930, 10, arguments(file.path(), file.error()), {});
+    } else if (!std::exchange(lost_, true)) {
+        if (file.closed()) {
+            report(930, 12, {}, {});
+        } else {
+            report(930, 10, arguments("standard output", file.error()), {});
+        }
+    }
+}
+
+bool Outputs::names(const std::string& path) const {
+    const std::string name = canonical_output(path);
+    for (const OutputFile* file : {&listing_.file, &log_, &json_file_.file, &page_.file, &markdown_.file}) {
+        const bool same = file->is_open() && file->path() != "-" && canonical_output(file->path()) == name;
+        if (same && !is_null_device(path)) return true;
+    }
+    return false;
 }
 
 /// An output that lacks a part, since memory ran out while it was made, is none.
@@ -159,14 +179,8 @@ void Outputs::check(Held* output) {
 bool Outputs::commit(OutputFile* file) {
     check(file);
     if (!file->is_open()) return false;
-    const std::string path = file->path();
     if (file->commit()) return true;
-    if (path == "-") {
-        lost_ = true;
-        report(930, 12, {}, {});
-    } else {
-        report(930, 10, arguments(path, file->error()), {});
-    }
+    tell_failure(*file);
     return false;
 }
 
@@ -307,7 +321,8 @@ void Outputs::write_csv_folder() {
             report(930, 10, arguments(path, "memory ran out"), {});
             return;
         }
-        commit(&file);
+        // What keeps one file from being written keeps the others too, and is told once.
+        if (!commit(&file)) return;
     }
 }
 

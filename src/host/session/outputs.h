@@ -50,6 +50,9 @@ class Outputs {
     /// Drops every output that is not in place; what standard error has had stays.
     void discard();
 
+    /// True when `path` is a file that the command line names as an output, so that no data set can have it too.
+    bool names(const std::string& path) const;
+
     /// True when standard output was closed, or its reader left, before all was written.
     bool standard_output_lost() const { return lost_; }
 
@@ -71,6 +74,7 @@ class Outputs {
     void give_up(Held* output);
     void check(Held* output);
     void check(OutputFile* file);
+    void tell_failure(const OutputFile& file);
     bool commit(OutputFile* file);
     int line_width() const;
 

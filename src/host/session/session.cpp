@@ -340,6 +340,8 @@ std::optional<std::string> Session::data_path(std::string_view name) const {
     return std::nullopt;
 }
 
+bool Session::is_output(const std::string& path) const { return outputs_ != nullptr && outputs_->names(path); }
+
 std::string Session::input_path(const std::string& path) const { return path_to_read(path, program_folder_); }
 
 void Session::reset_for_test() {

@@ -94,6 +94,8 @@ class Session {
     /// A relative path to read: from the current directory, then from the folder of the program file.
     std::string input_path(const std::string& path) const;
     const CommandLine& command() const { return command_; }
+    /// True when `path` is a file that the command line names as an output.
+    bool is_output(const std::string& path) const;
 
     /// Prepares a session for a test that drives rooms by hand: no outputs, default options, an empty log.
     void reset_for_test();

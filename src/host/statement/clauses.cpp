@@ -1,5 +1,7 @@
 // The parts of statements that a table of options cannot say: rows of coefficients, repeated factors, transformations,
 // statistics of OUTPUT, regressor values, BY.
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 
@@ -9,6 +11,7 @@
 #include "host/statement/interpreter.h"
 #include "host/statement/lists.h"
 #include "host/statement/suggest.h"
+#include "numeric/missing.h"
 
 namespace vek {
 
@@ -48,6 +51,15 @@ bool parse_row(StatementContext& c, int* effects) {
         ++*effects;
     }
     return *effects > 0 || cursor.fail_expected("an effect with its coefficients");
+}
+
+/// 1/2 among the coefficients, the cursor at its stroke.
+bool fail_fraction(StatementContext& c) {
+    const Token& above = c.cursor.token(c.cursor.position() - 1);
+    const Token& below = c.cursor.peek(1);
+    const bool number = below.number != 0 && !wzmis(above.number) && !wzmis(below.number);
+    return c.cursor.fail(spanning(above, below), statement_messages, message_fraction, {c.name()}, {},
+                         number ? fmt::format("{}", above.number / below.number) : std::string());
 }
 
 /// A transformation of a repeated factor, with the number of a reference level for those that take one.
@@ -176,7 +188,10 @@ bool parse_rows(StatementContext& c, bool several) {
     TokenCursor& cursor = c.cursor;
     if (cursor.peek().kind != TokenKind::string) {
         if (cursor.peek().kind == TokenKind::bad) return cursor.fail_expected("a label");
-        return cursor.fail(cursor.peek(), statement_messages, message_no_label, {c.name()}, "a label in quotes");
+        const Token& here = cursor.peek();
+        const bool label = here.kind == TokenKind::name && cursor.peek(1).is_name();
+        return cursor.fail(here, statement_messages, message_no_label, {c.name()}, "a label in quotes",
+                           label ? joined({"'", here.text, "'"}) : std::string());
     }
     set_text(c.record->slot(slot_label), cursor.next().text);
     for (int rows = 1;; ++rows) {
@@ -188,6 +203,7 @@ bool parse_rows(StatementContext& c, bool several) {
             return cursor.fail(cursor.peek(), statement_messages, message_one_row, {c.name()}, "\"/\" or \";\"");
         cursor.next();
     }
+    if (cursor.is("/") && cursor.peek(1).is_number()) return fail_fraction(c);
     if (cursor.at_end() || cursor.is("/")) return true;
     return cursor.fail_expected(several ? "a number, an effect, \",\", \"/\" or \";\""
                                         : "a number, an effect, \"/\" or \";\"");

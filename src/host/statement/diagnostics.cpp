@@ -18,29 +18,49 @@ struct ShownCharacter {
     int width = 1;
 };
 
-std::vector<ShownCharacter> shown_characters(std::string_view line) {
-    std::vector<ShownCharacter> result;
-    while (!line.empty()) {
-        std::int32_t code = 0;
-        const auto read = utf8proc_iterate(reinterpret_cast<const std::uint8_t*>(line.data()),
-                                           static_cast<utf8proc_ssize_t>(line.size()), &code);
-        const std::size_t bytes = read > 0 ? static_cast<std::size_t>(read) : 1;
-        ShownCharacter c;
-        if (read <= 0) {
-            static constexpr char digits[] = "0123456789abcdef";
-            const auto byte = static_cast<unsigned char>(line.front());
-            c.text = {'\\', 'x', digits[byte >> 4], digits[byte & 15]};
-            c.width = 4;
-        } else if (line.front() == '\t') {
-            c.text = " ";
-        } else {
-            c.text = visible_text(line.substr(0, bytes));
-            c.width = c.text == line.substr(0, bytes) ? utf8proc_charwidth(code) : static_cast<int>(c.text.size());
+/// Characters of a line from one number to another, and whether there are more.
+struct ShownPart {
+    std::vector<ShownCharacter> characters;
+    bool more_before = false, more_behind = false;
+};
+
+/// Bytes of the character at the front of a text; negative when none is valid there.
+std::ptrdiff_t front_character(std::string_view text, std::int32_t* code) {
+    *code = static_cast<unsigned char>(text.front());
+    if (*code < 0x80) return 1;
+    return utf8proc_iterate(reinterpret_cast<const std::uint8_t*>(text.data()),
+                            static_cast<utf8proc_ssize_t>(text.size()), code);
+}
+
+ShownPart shown_part(std::string_view line, int first, int last) {
+    ShownPart part;
+    part.more_before = first > 0;
+    for (int i = 0; !line.empty(); ++i) {
+        if (i == last) {
+            part.more_behind = true;
+            break;
         }
-        result.push_back(std::move(c));
+        std::int32_t code = 0;
+        const std::ptrdiff_t read = front_character(line, &code);
+        const std::size_t bytes = read > 0 ? static_cast<std::size_t>(read) : 1;
+        if (i >= first) {
+            ShownCharacter c;
+            if (read <= 0) {
+                static constexpr char digits[] = "0123456789abcdef";
+                const auto byte = static_cast<unsigned char>(line.front());
+                c.text = {'\\', 'x', digits[byte >> 4], digits[byte & 15]};
+                c.width = 4;
+            } else if (line.front() == '\t') {
+                c.text = " ";
+            } else {
+                c.text = visible_text(line.substr(0, bytes));
+                c.width = c.text == line.substr(0, bytes) ? utf8proc_charwidth(code) : static_cast<int>(c.text.size());
+            }
+            part.characters.push_back(std::move(c));
+        }
         line.remove_prefix(bytes);
     }
-    return result;
+    return part;
 }
 
 MessageArgument argument(const Failure::Argument& a) {
@@ -172,27 +192,31 @@ void describe_problem(const Token& token, Failure* failure) {
 }
 
 std::string marked_line(std::string_view line, int column, int length) {
-    constexpr int window = 100;  // columns of the line that are shown
-    const std::vector<ShownCharacter> characters = shown_characters(line);
+    constexpr int window = 100;         // columns of the line that are shown
+    constexpr int around = 4 * window;  // characters on each side of the place that are looked at
+    const int first = std::max(0, column - 1 - around);
+    const ShownPart part = shown_part(line, first, std::max(column, 0) + around);
+    const std::vector<ShownCharacter>& characters = part.characters;
     const auto count = static_cast<int>(characters.size());
-    const int place = std::clamp(column - 1, 0, count);
+    const int place = std::clamp(column - 1 - first, 0, count);
+    std::vector<int> up_to(1);  // columns in front of each character
+    for (const ShownCharacter& c : characters) up_to.push_back(up_to.back() + c.width);
     const auto width = [&](int from, int to) {
-        int sum = 0;
-        for (int i = from; i < to && i < count; ++i) sum += characters[static_cast<std::size_t>(i)].width;
-        return sum;
+        return up_to[static_cast<std::size_t>(std::min(to, count))] - up_to[static_cast<std::size_t>(from)];
     };
     int from = 0;
-    if (width(0, count) > window) {
+    if (part.more_before || part.more_behind || width(0, count) > window) {
         // The place stands within the first two thirds of the window.
-        while (from < place && width(from, std::min(place + length, count)) > window * 2 / 3) ++from;
+        const int behind = std::min(length, around) + place;
+        while (from < place && width(from, behind) > window * 2 / 3) ++from;
     }
     int to = from;
     while (to < count && width(from, to + 1) <= window) ++to;
-    std::string text = from > 0 ? "..." : "";
+    std::string text = from > 0 || part.more_before ? "..." : "";
     const int before = static_cast<int>(text.size()) + width(from, place);
     for (int i = from; i < to; ++i) text += characters[static_cast<std::size_t>(i)].text;
-    if (to < count) text += "...";
-    const int marks = std::max(1, width(place, std::min({place + std::max(length, 1), to})));
+    if (to < count || part.more_behind) text += "...";
+    const int marks = std::max(1, width(place, std::max(place, std::min(place + std::clamp(length, 1, around), to))));
     text.append("\n").append(static_cast<std::size_t>(before), ' ').append("^");
     text.append(static_cast<std::size_t>(marks - 1), '~');
     return text;

@@ -6,6 +6,7 @@
 #include <map>
 
 #include "frame/host_storage.h"
+#include "host/data/dataset.h"
 #include "host/data/formats.h"
 #include "host/statement/diagnostics.h"
 #include "host/statement/lists.h"
@@ -51,7 +52,9 @@ bool parse_effect_variable(StatementContext& c, EffectUse use, bool nesting, int
             return c.cursor.fail(token, statement_messages, message_not_class, {name, c.name()});
         if (is_character_variable(c, v)) {
             c.step.class_in_doubt = true;
-            return c.cursor.fail(token, statement_messages, message_text_not_class, {name});
+            const std::string field = first_text_field(c.step.data, v);
+            return c.cursor.fail(token, statement_messages, message_text_not_class, {name},
+                                 field.empty() ? field : "a class variable, or numbers alone; " + field);
         }
     }
     c.cursor.next();
@@ -268,12 +271,19 @@ Effect* intercept_effect(StatementContext& c) {
 bool fail_not_in_model(StatementContext& c, const PlacedTerm& placed) {
     const std::string name = term_name(c, placed.term);
     Nearest nearest(name);
+    std::vector<std::string> effects;
     for (Effect* e = c.step.effects().efhead; e != nullptr; e = e->next) {
         if (e->nclass() + e->ncont == 0) continue;
-        const Term other = term_of(c.step, *e);
-        nearest.offer(term_name(c, other));
+        effects.push_back(term_name(c, term_of(c.step, *e)));
+        nearest.offer(effects.back());
     }
-    return c.cursor.fail(placed.token, statement_messages, message_not_in_model, {name}, {}, nearest.best());
+    std::string expected;
+    if (!nearest.found() && !effects.empty()) {
+        expected = some_of("one of its effects", static_cast<int>(effects.size()),
+                           [&](int e) { return effects[static_cast<std::size_t>(e)]; });
+    }
+    return c.cursor.fail(placed.token, statement_messages, message_not_in_model, {name}, std::move(expected),
+                         nearest.best());
 }
 
 /// Puts the effect of a term into the slot.

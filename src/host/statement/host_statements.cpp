@@ -109,7 +109,7 @@ bool where_statement(TokenCursor& cursor, Step* step) {
     }
     Where where;
     if (!parse_where(cursor, *step->data, &where) || !expect_end(cursor, "an operator or \";\"")) return false;
-    set_where(step->data, where);
+    if (set_where(step->data, where)) report_at(cursor, cursor.token(0), message_where_again, {});
     return true;
 }
 

@@ -138,6 +138,8 @@ bool parse_data_set(StatementContext& c, const Option& option) {
     PendingOpen open;
     open.slot = option.slot;
     open.output = option.takes != Takes::input;
+    // The word behind "=" that has a "=" of its own is the next option.
+    if (c.cursor.peek().is_name() && c.cursor.peek(1).is("=")) return c.cursor.fail_expected("a data set");
     if (!parse_reference(c.cursor, &open.reference)) return false;
     std::erase_if(c.opens, [&](const PendingOpen& o) { return o.slot == open.slot; });
     c.opens.push_back(std::move(open));
@@ -326,8 +328,13 @@ bool names_data_set(const std::string& name) {
 
 /// True when the data set is one that an earlier mistake has kept from being made.
 bool is_unmade(const StatementContext& c, const DataReference& reference) {
-    if (reference.is_path || c.step.unmade == nullptr || !c.step.unmade->mentions(reference.name)) return false;
-    return !names_data_set(reference.name);
+    if (c.step.unmade == nullptr) return false;
+    // A path that a statement with a mistake reads is wrong by itself.
+    if (reference.is_path) {
+        return c.step.unmade->data_sets.count(upper_case(reference.name)) > 0 &&
+               ::access(session().input_path(reference.name).c_str(), F_OK) != 0;
+    }
+    return c.step.unmade->mentions(reference.name) && !names_data_set(reference.name);
 }
 
 /// Notes that the statement cannot be carried out for a reason that has been told.
@@ -350,6 +357,11 @@ std::string expected_behind_body(const StatementRule& rule) {
 /// Something stands where the body has ended: what can, and what was probably meant.
 bool fail_behind_body(StatementContext& c, const StatementRule& rule) {
     const Token& here = c.cursor.peek();
+    const std::string word = here.kind == TokenKind::name ? upper_case(here.text) : std::string();
+    if (!word.empty() && find_option(rule.options, word) != nullptr) {
+        return c.cursor.fail(here, statement_messages, message_lost_slash, {word, c.name()}, {},
+                             joined({"/ ", here.text}));
+    }
     std::string expected = expected_behind_body(rule);
     const bool effects = rule.body == Body::model || rule.body == Body::effects;
     if (effects && here.is("^")) expected += "; the square of a regressor is written x*x";
@@ -517,7 +529,7 @@ bool parse_statement(StatementContext& c) {
 
 bool open_data_sets(StatementContext& c) {
     for (PendingOpen& open : c.opens) {
-        if (open.output && !open.absent && !open.reference.is_path) c.step.outputs.push_back(open.reference.name);
+        if (open.output && !open.absent) c.step.outputs.push_back(open.reference.name);
         if (c.step.checking && open.output) continue;
         DataSet* data = nullptr;
         if (!open.output && !open.absent && is_unmade(c, open.reference)) {

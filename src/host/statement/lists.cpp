@@ -91,26 +91,8 @@ bool names_character(const Token& t) { return t.is("CHARACTER") || t.is("CHAR");
 
 /// The first variables of the data set, for what was expected.
 std::string some_variables(const StatementContext& c) {
-    constexpr int most = 8;
-    const int count = xvcount(c.step.data);
-    std::string text = "one of its variables: ";
-    for (int v = 0; v < std::min(count, most); ++v) {
-        if (v > 0) text += ", ";
-        text += xvname(c.step.data, v).name;
-    }
-    return count > most ? text + ", ..." : text;
-}
-
-/// The name as a program writes it: as a literal when it is no plain word.
-std::string name_as_written(const std::string& name) {
-    const bool plain = std::all_of(name.begin(), name.end(), [](char ch) {
-        return (ch >= 'A' && ch <= 'Z') || (ch >= 'a' && ch <= 'z') || (ch >= '0' && ch <= '9') || ch == '_' ||
-               (ch & 0x80) != 0;
-    });
-    if (name.empty() || (plain && (name.front() < '0' || name.front() > '9'))) return name;
-    std::string literal = "'";
-    for (const char ch : name) literal.append(ch == '\'' ? 2 : 1, ch);
-    return literal + "'n";
+    return some_of("one of its variables", xvcount(c.step.data),
+                   [&](int v) { return std::string(xvname(c.step.data, v).name); });
 }
 
 }  // namespace
@@ -135,11 +117,13 @@ bool is_character_variable(const StatementContext& c, int variable) {
 }
 
 bool fail_unknown_variable(StatementContext& c, const Token& token, Wanted wanted) {
+    bool one_letter = false;  // an option that is more likely a variable
     if (c.rule->body != Body::options && token.kind == TokenKind::name) {
         const std::string word = upper_case(token.text);
         const bool option = std::any_of(c.rule->options.begin(), c.rule->options.end(),
                                         [&](const Option& o) { return has_name(o.names, word); });
-        if (option) {
+        one_letter = option && word.size() == 1;
+        if (option && !one_letter) {
             return c.cursor.fail(token, statement_messages, message_lost_slash, {word, c.name()}, {},
                                  joined({"/ ", token.text}));
         }
@@ -159,8 +143,14 @@ bool fail_unknown_variable(StatementContext& c, const Token& token, Wanted wante
         nearest.offer(xvname(c.step.data, v).name, fits);
     }
     const std::string suggest = name_as_written(nearest.best());
+    std::string expected = suggest.empty() ? some_variables(c) : std::string();
+    if (!expected.empty() && one_letter) expected += "; the option follows a \"/\"";
+    const Token& behind = c.cursor.peek(c.cursor.peek().offset == token.offset ? 1 : 0);
+    if (!expected.empty() && token.kind == TokenKind::name && behind.is("(")) {
+        expected += "; there are no functions, what is computed has to stand in the data";
+    }
     return c.cursor.fail(token, statement_messages, message_unknown_variable, {shown_name(c.step.data), token.text},
-                         suggest.empty() ? some_variables(c) : std::string(), suggest);
+                         std::move(expected), suggest);
 }
 
 bool fail_variable_expected(StatementContext& c, std::string expected) {
@@ -300,8 +290,9 @@ bool parse_names(StatementContext& c, std::vector<std::string>* names) {
         if (!numbered_names(c, first, last, false, names)) return false;
         cursor.next();
     }
-    if (added == 0) return cursor.fail_expected("a name");
-    return true;
+    if (added > 0) return true;
+    const bool text = cursor.peek().kind == TokenKind::string && !cursor.peek().text.empty();
+    return cursor.fail_expected("a name", text ? name_as_written(cursor.peek().text) : std::string());
 }
 
 bool number_ahead(const TokenCursor& cursor, bool with_plus) {

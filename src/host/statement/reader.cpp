@@ -24,6 +24,11 @@ constexpr int rc_nothing_appended = 3000;  // the statement left no record
 
 StatementReader* running = nullptr;
 
+/// A word that stands for PROC and the procedure's name: one of the two was left out, or the blank between them.
+bool one_word_begins_step(const Token& token) {
+    return token.is("VEK") || token.is("ANOVA") || token.is("PROCVEK") || token.is("PROCANOVA");
+}
+
 /// Words that a statement may begin with, in a step of a grammar and outside.
 void offer_keywords(const Grammar* grammar, Nearest* nearest) {
     for (const StatementRule& rule : grammar->statements) nearest->offer_all(rule.names);
@@ -108,11 +113,25 @@ Token last_character(const Token& token) {
 
 }  // namespace
 
+/// True when the failure at hand is a fault that a program has as a whole (its encoding, its line ends) and that was
+/// told where it stands first: mended there, it is mended everywhere.
+bool StatementReader::told_of_whole_text() {
+    const Token& token = cursor_.failure().token;
+    const bool whole = token.kind == TokenKind::bad &&
+                       (token.problem == TokenProblem::bad_encoding || token.problem == TokenProblem::zero_byte ||
+                        token.problem == TokenProblem::lone_return);
+    if (!whole) return false;
+    // Text in UTF-16 has both kinds of bytes.
+    bool& told = token.problem == TokenProblem::lone_return ? told_of_returns_ : told_of_bytes_;
+    return std::exchange(told, true);
+}
+
 /// Logs the failure of the statement at hand. When a semicolon is missing that is what is said, and the next statement
 /// begins where it is missing.
 void StatementReader::report_and_resume() {
     if (!cursor_.failed()) return;  // it cannot be carried out for a reason that has been told
     remember_failed_text();
+    if (told_of_whole_text()) return;
     const std::ptrdiff_t place = missing_semicolon(cursor_, in_step_ ? &step_ : nullptr);
     if (place > 0) {
         const Token before = cursor_.token(static_cast<std::size_t>(place) - 1);
@@ -220,7 +239,7 @@ void StatementReader::outside_step() {
 /// True when the statement at hand begins with PROC, or with a word that can only be a misspelt one.
 bool StatementReader::at_proc() const {
     const Token &first = cursor_.peek(0), &second = cursor_.peek(1);
-    if (first.is("PROC")) return true;
+    if (first.is("PROC") || first.is("PROCVEK") || first.is("PROCANOVA")) return true;
     const bool procedure = second.is("VEK") || second.is("ANOVA");
     return procedure && first.kind == TokenKind::name && spelling_distance(first.text, "PROC") == 1;
 }
@@ -232,8 +251,8 @@ bool StatementReader::looks_like_proc(StepBeginning* beginning) {
     if (first.kind != TokenKind::name) return false;
     for (const std::string_view name : {"VEK", "ANOVA"}) {
         if (second.is(name)) beginning->procedure = name;
-        if (first.is(name) && !second.is("=")) {
-            // PROC was left out.
+        if ((first.is(name) && !second.is("=")) || first.is(joined({"PROC", name}))) {
+            // PROC was left out, or the blank behind it.
             beginning->procedure = name;
             beginning->good = false;
             return true;
@@ -260,8 +279,11 @@ void StatementReader::report_beginning() {
     const Token first = cursor_.peek(0), second = cursor_.peek(1);
     if (!first.is("PROC")) {
         const bool left_out = first.is("VEK") || first.is("ANOVA");
+        const std::string_view behind = left_out                      ? std::string_view(first.text)
+                                        : one_word_begins_step(first) ? std::string_view(first.text).substr(4)
+                                                                      : std::string_view();
         report_at(cursor_, first, message_unknown_statement, {first.text}, {},
-                  in_case_of("PROC", first.text) + (left_out ? " " + first.text : std::string()));
+                  in_case_of("PROC", first.text) + (behind.empty() ? "" : " ") + std::string(behind));
         return;
     }
     Nearest nearest(second.text);
@@ -366,8 +388,8 @@ bool StatementReader::find_word(std::string_view text, Place* place, std::string
     return true;
 }
 
-/// False when the step ends behind the statement at hand: with QUIT, the next PROC or the program. What will be typed at
-/// a prompt is not known.
+/// False when the step ends behind the statement at hand: with QUIT, the next PROC or the program. What will be typed
+/// at a prompt is not known.
 bool StatementReader::step_may_go_on() const {
     if (!in_step_) return false;
     if (session().prompting()) return true;
@@ -423,7 +445,7 @@ bool StatementReader::proc_statement() {
     step_.places[c.record] = cursor_.place(keyword);
     if (step_.grammar->procedure_bit >= 0) c.record->set_option(step_.grammar->procedure_bit);
     cursor_.next();
-    if (!keyword.is("VEK") && !keyword.is("ANOVA")) cursor_.next();
+    if (!one_word_begins_step(keyword)) cursor_.next();
     bool good = parse_statement(c);
     if (!good) report_and_resume();
     // What follows is read with the data set even when the statement has a mistake, if it is known which one is meant.

@@ -61,6 +61,7 @@ class StatementReader {
 
     bool begins();
     void report_and_resume();
+    bool told_of_whole_text();
     void statement_failed(int rc);
     void statement_done();
     void trace(const StatementContext& c);
@@ -75,6 +76,7 @@ class StatementReader {
     bool proc_in_doubt_ = false;  ///< the words that began the step were misspelt
     bool skip_rest_ = false;      ///< the step cannot go on behind its PROC statement
     bool quiet_ = false;          ///< a step that could not begin: its statements are not complained of again
+    bool told_of_bytes_ = false, told_of_returns_ = false;  ///< faults of the text as a whole that the log has
     StatementReader* outer_ = nullptr;
 };
 

@@ -408,8 +408,9 @@ void Scanner::scan_punctuation(Token* token) {
     const char c = at();
     if (c == ';')
         token->kind = TokenKind::semicolon;
-    else if (single.find(c) == std::string_view::npos)
-        note(TokenProblem::bad_character);
+    else if (single.find(c) == std::string_view::npos && c != '\0' &&
+             character_bytes(std::string_view(text_).substr(at_)) > 0)
+        note(TokenProblem::bad_character);  // step() tells of bytes that are no characters
     if (available(1)) {
         const std::string_view two = std::string_view(text_).substr(at_, 2);
         if (std::find(doubles.begin(), doubles.end(), two) != doubles.end() || two == "=<") step();

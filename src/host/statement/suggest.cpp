@@ -80,4 +80,25 @@ std::string in_case_of(std::string_view keyword, std::string_view typed) {
     return result;
 }
 
+std::string name_as_written(const std::string& name) {
+    const bool plain = std::all_of(name.begin(), name.end(), [](char ch) {
+        return (ch >= 'A' && ch <= 'Z') || (ch >= 'a' && ch <= 'z') || (ch >= '0' && ch <= '9') || ch == '_' ||
+               (ch & 0x80) != 0;
+    });
+    if (name.empty() || (plain && (name.front() < '0' || name.front() > '9'))) return name;
+    std::string literal = "'";
+    for (const char ch : name) literal.append(ch == '\'' ? 2 : 1, ch);
+    return literal + "'n";
+}
+
+std::string some_of(std::string_view what, int count, const std::function<std::string(int)>& name) {
+    constexpr int most = 8;
+    std::string text = std::string(what) + ": ";
+    for (int v = 0; v < std::min(count, most); ++v) {
+        if (v > 0) text += ", ";
+        text += name(v);
+    }
+    return count > most ? text + ", ..." : text;
+}
+
 }  // namespace vek

@@ -1,6 +1,7 @@
 // Finds what was probably meant by a misspelt word: the nearest of the words that could stand at its place.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -35,5 +36,11 @@ std::string with_lost_equals(std::string_view word, std::string_view names);
 
 /// `keyword` in small letters when `typed` has no capital.
 std::string in_case_of(std::string_view keyword, std::string_view typed);
+
+/// A variable's name as a program writes it: as a literal when it is no plain word.
+std::string name_as_written(const std::string& name);
+
+/// `what`, a colon, and the first of the names, for a name that none of them is near.
+std::string some_of(std::string_view what, int count, const std::function<std::string(int)>& name);
 
 }  // namespace vek

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 
+#include "host/data/encoding.h"
 #include "host/data/shortest.h"
 #include "numeric/missing.h"
 
@@ -113,8 +114,18 @@ void JsonWriter::value(double number) {
 void JsonWriter::escape(std::string_view text) {
     constexpr char hexadecimal[] = "0123456789abcdef";
     std::size_t from = 0;
+    // A path or a program can hold bytes that are no characters; a reader of the document takes none of it then.
+    std::size_t invalid = find_invalid_utf8(text);
     for (std::size_t i = 0; i < text.size(); ++i) {
         const auto c = static_cast<unsigned char>(text[i]);
+        if (i == invalid) {
+            put(text.substr(from, i - from));
+            put("\\ufffd");
+            from = i + 1;
+            const std::size_t next = find_invalid_utf8(text.substr(from));
+            invalid = next == std::string_view::npos ? next : from + next;
+            continue;
+        }
         if (c >= 0x20 && c != '"' && c != '\\' && c != 0x7F) continue;
         put(text.substr(from, i - from));
         from = i + 1;

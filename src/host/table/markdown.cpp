@@ -18,9 +18,12 @@ constexpr std::size_t piece = std::size_t{1} << 16;
 
 std::string escaped(std::string_view text) {
     std::string buffer, result;
-    for (const char c : shown(text, buffer)) {
-        if (std::string_view("\\`*_{}[]<>#|~").find(c) != std::string_view::npos) result += '\\';
-        result += c;
+    const std::string_view plain = shown(text, buffer);
+    for (std::size_t i = 0; i < plain.size(); ++i) {
+        // An ampersand matters where the name of a character may follow, as in &lt;.
+        const bool entity = plain[i] == '&' && i + 1 < plain.size() && plain[i + 1] != ' ';
+        if (entity || std::string_view("\\`*_{}[]<>#|~").find(plain[i]) != std::string_view::npos) result += '\\';
+        result += plain[i];
     }
     return result;
 }
@@ -220,6 +223,7 @@ std::string csv_file_name(const TableModel& table, std::size_t number) {
             if (name.size() < longest) name += plain ? c : '_';
         }
     };
+    for (const auto& [variable, value] : table.context->by) add(variable + "-" + value);
     for (const FolderLevel& level : table.context->path) add(level.name);
     add(table.name);
     return name + ".csv";

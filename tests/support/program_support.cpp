@@ -1,5 +1,5 @@
 // Runs programs in the test program's own process.
-#include "program_support.h"
+#include "support/program_support.h"
 
 #include <doctest/doctest.h>
 
