@@ -122,7 +122,7 @@ void warn_of_scale(const MainBlock& F, const ColumnRange& range) {
             xpmlog(172, 105, effect->text());
             last = e;
         } else if (F.colss[c] == 0 && corr == 0) {
-            xpmlog(172, 994, effect->text());
+            xpmlog(172, 983, effect->text());
             last = e;
         }
     }

@@ -340,6 +340,8 @@ inline constexpr CatalogueRow group_172[] = {
     {391, Level::note, "Transformed variables: {text}"},
     {392, Level::note, "[{text}]"},
     {393, Level::note, "{text}[{integer}]"},
+    {983, Level::warning, "the values of {text} are too small to be squared, and count as equal",
+     "Multiply the variable by a constant, such as 1e100."},
     {990, Level::error, "{text} cannot be carried out by this version"},
     {991, Level::note,
      "{text}, row {integer}, cannot be estimated: its coefficients are {text}; that of {text} is {text}, where the "
@@ -348,8 +350,6 @@ inline constexpr CatalogueRow group_172[] = {
      "The coefficients of an effect and of those that contain it go together; option E shows them all."},
     {992, Level::note, "there are no observations of {text}"},
     {993, Level::error, "OUTPUT: the data set has a variable {text} already", "Give the statistic another name."},
-    {994, Level::warning, "the values of {text} are too small to be squared, and count as equal",
-     "Multiply the variable by a constant, such as 1e100."},
     {996, Level::note, "{text} names {text}, which is not an effect of the model",
      "CONTRAST and ESTIMATE take INTERCEPT and the effects that MODEL names."},
     {998, Level::note, "PLOT is accepted; the means are not drawn yet"},
