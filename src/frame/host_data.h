@@ -47,6 +47,9 @@ bool xbyuse(const DataSet* data);  ///< true when a BY statement is in force
 struct TextValue {
     const char* data = nullptr;
     std::int32_t length = 0;  ///< without trailing blanks; 0 is a missing value
+    std::int32_t blanks = 0;  ///< trailing ones; they stand behind it, and only copies of the value have them too
+
+    std::string_view whole() const { return {data, static_cast<std::size_t>(length + blanks)}; }
 };
 
 /// One column of a block: `number` for a numeric variable (missing values as bit patterns), else `text`.

@@ -12,6 +12,7 @@
 
 #include "host/data_support.h"
 #include "host/storage/utility_file.h"
+#include "support/program_support.h"
 
 using namespace vek;
 using namespace vek::test;
@@ -243,4 +244,39 @@ TEST_CASE("an output may be the input: the old rows are read to the end") {
     end_step_data();
     begin_step_data();
     CHECK(joined(all_rows(step.open(reference))) == "7 |new|");
+}
+
+TEST_CASE("blanks around a text come through steps, memory and files; those of the levels make no difference") {
+    const Folder folder;
+    folder.write("in.csv", "y,a\n1,\" lead\"\n2,trail  \n3,\"both, \"\n4,trail\n5,   \n7,\" lead\"\n");
+    const ProgramResult result = run_whole("PROC VEK DATA='" + folder.path() +
+                                           "/in.csv'; CLASS a; MODEL y = a; "
+                                           "OUTPUT OUT=kept P=p; RUN; "
+                                           "PROC VEK DATA=kept; MODEL y = p; OUTPUT OUT='" +
+                                           folder.path() + "/out.csv'(KEEP=a) R=r; RUN;");
+    CHECK(result.errors() == 0);
+    CHECK(content(folder.path() + "/out.csv") == "a\n lead\ntrail  \n\"both, \"\ntrail\n\n lead\n");
+    CHECK(result.tables.find("[\"a\", 3, ") != std::string::npos);
+}
+
+TEST_CASE("a name in an option of the output that cannot be is pointed at") {
+    constexpr struct {
+        const char* option;
+        const char* text;
+        const char* mark;
+    } rows[] = {
+        {"RENAME=(p=x1)", "the new name x1 stands twice in o", "RENAME=(p=x1)) P=p;"},
+        {"KEEP=nope", "there is no variable nope in o", "KEEP=nope) P=p;"},
+    };
+    for (const auto& row : rows) {
+        CAPTURE(row.option);
+        const std::vector<LogEntry> log =
+            run_text("PROC VEK DATA=TRIAL; MODEL y1 = x1; OUTPUT OUT=o(" + std::string(row.option) + ") P=p; RUN;");
+        const auto entry =
+            std::find_if(log.begin(), log.end(), [](const LogEntry& e) { return e.level == Level::error; });
+        REQUIRE(entry != log.end());
+        CHECK(entry->text == row.text);
+        CHECK(entry->excerpt.find(row.mark) != std::string::npos);
+        CHECK(entry->excerpt.find('^') != std::string::npos);
+    }
 }

@@ -29,7 +29,8 @@ class DenseFit {
 
     static constexpr std::size_t none = ~std::size_t{0};
 
-    /// With the same `columns`, when they are given, although they may be more than the rows determine: `singular` then.
+    /// With the same `columns`, when they are given, although they may be more than the rows determine: `singular`
+    /// then.
     DenseFit(const DenseDesign& design, std::size_t without, const std::vector<std::size_t>* columns = nullptr) {
         const std::size_t p = design.x_columns;
         LongMatrix a(p, Vector(p + 1));
@@ -116,8 +117,13 @@ TextTable random_table(std::mt19937_64& random, int rows) {
     TextTable table;
     table.names = {"A", "B", "X", "Z", "W", "Y", "Y2"};
     for (int r = 0; r < rows; ++r) {
-        std::vector<std::string> row = {pick({"u", "v", "w"}), pick({"1", "2", "3", "4"}), decimal(4), decimal(30),
-                                        pick({"0.5", "1", "2", "1.25"}), decimal(50), decimal(9)};
+        std::vector<std::string> row = {pick({"u", "v", "w"}),
+                                        pick({"1", "2", "3", "4"}),
+                                        decimal(4),
+                                        decimal(30),
+                                        pick({"0.5", "1", "2", "1.25"}),
+                                        decimal(50),
+                                        decimal(9)};
         if (random() % 12 == 0) row[random() % row.size()] = ".";
         if (random() % 25 == 0) row[4] = "0";
         table.rows.push_back(row);
@@ -125,8 +131,9 @@ TextTable random_table(std::mt19937_64& random, int rows) {
     return table;
 }
 
-const std::vector<std::string> statistics = {"P",       "R",     "LCLM", "UCLM",  "LCL",      "UCL",    "STDP",  "STDR", "STDI",
-                                             "STUDENT", "COOKD", "H",    "PRESS", "RSTUDENT", "DFFITS", "COVRATIO"};
+const std::vector<std::string> statistics = {"P",     "R",        "LCLM",   "UCLM",    "LCL",   "UCL",
+                                             "STDP",  "STDR",     "STDI",   "STUDENT", "COOKD", "H",
+                                             "PRESS", "RSTUDENT", "DFFITS", "COVRATIO"};
 
 std::string program_of(const ModelText& model, const std::string& folder) {
     const auto list = [](const std::vector<std::string>& names) {
@@ -185,7 +192,8 @@ struct Comparison {
     }
     void hold_missing(const std::string& statistic, std::size_t row) {
         ++numbers;
-        if (!wzmis(given(statistic, row)) && wrong.empty()) wrong = statistic + " is there in row " + std::to_string(row + 1);
+        if (!wzmis(given(statistic, row)) && wrong.empty())
+            wrong = statistic + " is there in row " + std::to_string(row + 1);
     }
 };
 
@@ -236,9 +244,15 @@ void compare_row(Comparison& c, const DenseDesign& design, const DenseFit& fit, 
 }  // namespace
 
 TEST_CASE("OUTPUT of random designs is what deletion of each observation gives") {
-    const std::vector<std::string> effects[] = {
-        {"A", "X"},      {"A", "B", "A*B"}, {"X", "Z", "X*Z"}, {"A", "B(A)", "X"},   {"X", "X*X", "A", "X*A"},
-        {"B", "X(B)"},   {},                {"A", "A*B"},      {"A", "B", "Z", "X*B"}};
+    const std::vector<std::string> effects[] = {{"A", "X"},
+                                                {"A", "B", "A*B"},
+                                                {"X", "Z", "X*Z"},
+                                                {"A", "B(A)", "X"},
+                                                {"X", "X*X", "A", "X*A"},
+                                                {"B", "X(B)"},
+                                                {},
+                                                {"A", "A*B"},
+                                                {"A", "B", "Z", "X*B"}};
     const Folder folder;
     std::mt19937_64 random(5);
     int numbers = 0;
@@ -272,7 +286,8 @@ TEST_CASE("OUTPUT of random designs is what deletion of each observation gives")
             for (std::size_t i = 0; i < design.rows.size(); ++i) compare_row(c, design, fit, i, fit.sse / edf, edf);
             for (std::size_t row = 0; row < table.rows.size(); ++row) {
                 if (std::count(design.source.begin(), design.source.end(), row) > 0) continue;
-                for (const char* statistic : {"PRESS", "COOKD", "RSTUDENT", "DFFITS", "COVRATIO"}) c.hold_missing(statistic, row);
+                for (const char* statistic : {"PRESS", "COOKD", "RSTUDENT", "DFFITS", "COVRATIO"})
+                    c.hold_missing(statistic, row);
             }
             CHECK(c.wrong == "");
             numbers += c.numbers;

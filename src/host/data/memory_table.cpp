@@ -99,8 +99,7 @@ void MemoryTable::add_rows(const vek::Column* columns, int count) {
             }
             std::transform(columns[c].text + done, columns[c].text + done + some, column.text + filled_,
                            [&](const TextValue& value) {
-                               return TextValue{column.arena.keep({value.data, static_cast<std::size_t>(value.length)}),
-                                                value.length};
+                               return TextValue{column.arena.keep(value.whole()), value.length, value.blanks};
                            });
         }
         filled_ += some;

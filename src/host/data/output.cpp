@@ -5,6 +5,7 @@
 #include "host/data/dataset_parts.h"
 #include "host/data/library.h"
 #include "host/message/catalogue.h"
+#include "host/statement/reader.h"
 
 namespace vek {
 
@@ -15,16 +16,18 @@ bool listed(const std::vector<DataSet::NameOption>& options, const std::string& 
                        [&](const DataSet::NameOption& option) { return folded_name(option.name) == folded; });
 }
 
-/// The error about an option of the output that names a variable which is not there ends the step.
-[[noreturn]] void refuse(int number, const DataSet::NameOption& option, const DataSet& data) {
-    report(910, number, arguments(option.name, data.shown), option.place);
+/// The error about a name in an option of the output ends the step.
+[[noreturn]] void refuse(int number, const std::string& name, const DataSet::NameOption& option, const DataSet& data) {
+    const StatementReader* reader = StatementReader::current();
+    report(910, number, arguments(name, data.shown), option.place, {},
+           reader != nullptr ? reader->marked(option.place) : std::string());
     xexit(2000, 911);
 }
 
 void check_names(const DataSet& data) {
     for (const auto* options : {&data.keep, &data.drop, &data.rename}) {
         for (const DataSet::NameOption& option : *options) {
-            if (data.names.find(option.name) < 0) refuse(50, option, data);
+            if (data.names.find(option.name) < 0) refuse(50, option.name, option, data);
         }
     }
 }
@@ -100,7 +103,7 @@ void xvpute(PutList* list) {
         const auto same = std::count_if(data->variables.begin(), data->variables.end(), [&](const Variable& one) {
             return folded_name(one.name) == folded_name(option.new_name);
         });
-        if (same > 1) refuse(51, option, *data);
+        if (same > 1) refuse(51, option.new_name, option, *data);
     }
     data->writer->define(data->variables);
     data->defined = true;

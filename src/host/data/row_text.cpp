@@ -33,7 +33,7 @@ void RowText::add(const Column* columns, int row) {
 void RowText::make_room(const Column* columns, int row) {
     std::size_t needed = size_ + columns_ * (shortest_room + 3) + 1;
     for (std::size_t c = 0; c < columns_; ++c) {
-        if (columns[c].text != nullptr) needed += 2 * static_cast<std::size_t>(columns[c].text[row].length);
+        if (columns[c].text != nullptr) needed += 2 * columns[c].text[row].whole().size();
     }
     if (needed <= room_) return;
     const std::size_t larger = std::max(2 * room_, needed);
@@ -57,7 +57,7 @@ char* RowText::put(double value, char* to) const {
 }
 
 char* RowText::put(const TextValue& value, char* to) const {
-    const std::string_view text(value.length == 0 ? "" : value.data, static_cast<std::size_t>(value.length));
+    const std::string_view text = value.whole();
     bool quotes = false;
     for (const char c : text) quotes = quotes || c == delimiter_ || c == '"' || c == '\n' || c == '\r';
     if (!quotes) return std::copy(text.begin(), text.end(), to);

@@ -62,8 +62,9 @@ void read_texts(const FieldColumn& column, bool quotes, TextValue* values, TextA
     for (int row = 0; row < column.rows; ++row, ends += column.stride) {
         std::string_view field(column.text + ends[-1] + 1, ends[0] - ends[-1] - 1);
         if (quotes) field = unquoted(field, arena);
-        field = text_value(field);
-        values[row] = {field.data(), static_cast<std::int32_t>(field.size())};
+        const std::string_view value = text_value(field);
+        const std::size_t blanks = value.empty() ? 0 : field.size() - value.size();
+        values[row] = {value.data(), static_cast<std::int32_t>(value.size()), static_cast<std::int32_t>(blanks)};
     }
 }
 

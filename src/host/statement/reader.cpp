@@ -384,8 +384,12 @@ bool StatementReader::find_word(std::string_view text, Place* place, std::string
         std::find_if(words->second.rbegin(), words->second.rend(), [&](const Word& w) { return w.text == text; });
     if (word == words->second.rend()) return false;
     *place = word->place;
-    *excerpt = marked_line(scanner_.line(place->line), place->column, place->length);
+    *excerpt = marked(*place);
     return true;
+}
+
+std::string StatementReader::marked(const Place& place) const {
+    return marked_line(scanner_.line(place.line), place.column, place.length);
 }
 
 /// False when the step ends behind the statement at hand: with QUIT, the next PROC or the program. What will be typed

@@ -35,6 +35,8 @@ class StatementReader {
     /// Finds a word of the statement that is being carried out: its place, and its line with a mark under it. False
     /// when the statement has no such word.
     bool find_word(std::string_view text, Place* place, std::string* excerpt) const;
+    /// The line of a place in the program with a mark under it.
+    std::string marked(const Place& place) const;
     bool step_may_go_on() const;
     const Step& step() const { return step_; }
 
