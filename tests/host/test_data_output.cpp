@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "host/data/memory_table.h"
 #include "host/data_support.h"
 #include "host/storage/utility_file.h"
 #include "support/program_support.h"
@@ -279,4 +280,38 @@ TEST_CASE("a name in an option of the output that cannot be is pointed at") {
         CHECK(entry->excerpt.find(row.mark) != std::string::npos);
         CHECK(entry->excerpt.find('^') != std::string::npos);
     }
+}
+
+TEST_CASE("rows in blocks of any size fill a large table in memory, piece by piece") {
+    constexpr int columns = 40, most = 5000;
+    std::vector<Variable> variables(columns + 1);
+    for (int c = 0; c <= columns; ++c) variables[static_cast<std::size_t>(c)].name = "v" + std::to_string(c);
+    variables[columns].type = VariableType::character;
+    MemoryTable table(variables);
+    const auto value = [](std::int64_t row, int column) { return static_cast<double>(row * 64 + column); };
+    std::vector<std::vector<double>> numbers(columns, std::vector<double>(most));
+    std::vector<std::string> words(most);
+    std::vector<TextValue> texts(most);
+    std::vector<Column> block(columns + 1);
+    std::int64_t rows = 0;
+    for (int size = 1; rows < 50000; size = size * 7 % most + 1) {
+        for (int i = 0; i < size; ++i) {
+            const auto at = static_cast<std::size_t>(i);
+            for (int c = 0; c < columns; ++c) numbers[static_cast<std::size_t>(c)][at] = value(rows + i, c);
+            words[at] = "row " + std::to_string(rows + i) + "  ";
+            texts[at] = {words[at].data(), static_cast<std::int32_t>(words[at].size()) - 2, 2};
+        }
+        for (std::size_t c = 0; c < columns; ++c) block[c].number = numbers[c].data();
+        block[columns].text = texts.data();
+        table.add_rows(block.data(), size);
+        rows += size;
+    }
+    REQUIRE(table.rows() == rows);
+    std::int64_t wrong = 0;
+    for (std::int64_t row = 0; row < rows; ++row) {
+        const std::int64_t piece = row / MemoryTable::piece_rows, at = row % MemoryTable::piece_rows;
+        for (int c = 0; c < columns; ++c) wrong += table.numbers(c, piece)[at] == value(row, c) ? 0 : 1;
+        wrong += table.texts(columns, piece)[at].whole() == "row " + std::to_string(row) + "  " ? 0 : 1;
+    }
+    CHECK(wrong == 0);
 }
