@@ -50,8 +50,8 @@ namespace {
 struct RowInputs {
     double xgx[observation_block_rows], w[observation_block_rows], f[observation_block_rows];
     bool all_present[observation_block_rows];  ///< all dependent variables of the pass
-    double* y;                                 ///< [nyp][observation_block_rows]
-    double* yhat;
+    double* y = nullptr;                       ///< [nyp][observation_block_rows]
+    double* yhat = nullptr;
 };
 
 class OutputPass {

@@ -9,6 +9,7 @@ namespace vek {
 
 void RowText::add_names(const std::vector<Variable>& variables) {
     std::vector<TextValue> names;
+    names.reserve(variables.size());
     for (const Variable& variable : variables) {
         names.push_back({variable.name.data(), static_cast<std::int32_t>(variable.name.size())});
     }
