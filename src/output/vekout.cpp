@@ -177,8 +177,9 @@ void OutputPass::run() {
     }
     if (!first) xcpntd(o.collected, 0);
     if (last) xbyrwnd(zgm.data);
-    // What no row of the first pass gets stays missing, and what a later one does not get, as the earlier ones left it.
-    if (first) std::fill_n(o.values, o.nvalues * observation_block_rows, missing);
+    // A pass fills the columns of its own dependent variables; others are missing until a later one does, or for good.
+    const bool fills_all = fit != nullptr && zgm.nyp == zgm.ny;
+    if (first && !fills_all) std::fill_n(o.values, o.nvalues * observation_block_rows, missing);
     for (Replay replay(zgm, last ? o.fetch : nullptr, o.columns); replay.valid(); replay.next()) {
         const int first_row = replay.row();
         const int rows = take_rows(replay, fit);

@@ -295,3 +295,28 @@ TEST_CASE("OUTPUT of random designs is what deletion of each observation gives")
     }
     CHECK(numbers > 15000);
 }
+
+TEST_CASE("a dependent variable without an observation has missing statistics, and the others have theirs") {
+    const Folder folder;
+    // Y2 has no value where X has one; in the second group Y has none either.
+    folder.write(
+        "in.csv",
+        "G,X,Y,Y2\n1,1,3,.\n1,2,5,.\n1,4,8,.\n1,.,6,2\n2,1,.,.\n2,.,2,1\n3,1,1,4\n3,2,2,4\n3,3,4,5\n3,7,6,6\n");
+    const ProgramResult result =
+        run_whole("PROC VEK DATA='" + folder.path() + "/in.csv' NOPRINT; BY G; MODEL Y Y2 = X; OUTPUT OUT='" +
+                  folder.path() + "/out.csv' P=P P2 STDR=S S2 PRESS=D D2; RUN;");
+    CHECK(result.errors() == 0);
+    const TextTable out = read_table(folder.path() + "/out.csv");
+    REQUIRE(out.rows.size() == 10);
+    // P stands wherever X does, once there is a fit; the rest needs the observation in it.
+    const char* const there[] = {"P S D",          "P S D",          "P S D",         "", "", "", "P S D P2 S2 D2",
+                                 "P S D P2 S2 D2", "P S D P2 S2 D2", "P S D P2 S2 D2"};
+    for (std::size_t row = 0; row < 10; ++row) {
+        CAPTURE(row);
+        std::string found;
+        for (const char* name : {"P", "S", "D", "P2", "S2", "D2"}) {
+            if (out.at(row, out.column(name)) != ".") found += (found.empty() ? "" : " ") + std::string(name);
+        }
+        CHECK(found == there[row]);
+    }
+}

@@ -366,7 +366,7 @@ inline constexpr CatalogueRow group_172[] = {
      "CONTRAST and ESTIMATE take INTERCEPT and the effects that MODEL names."},
     {997, Level::note, "MODEL names no dependent variable", "MODEL y = a b; has the dependent variable y."},
     {998, Level::note, "PLOT is accepted; the means are not drawn yet"},
-    {999, Level::note, "each of {integer} observation{s} lacks a value that the model needs",
+    {999, Level::note, "of {integer} observation{s} read, none has all values that the model needs",
      "It needs a dependent variable and all regressors and class variables, a weight and a frequency that count."},
 };
 static_assert(sound(group_172));
