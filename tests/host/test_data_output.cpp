@@ -221,6 +221,7 @@ TEST_CASE("what cannot be written is refused, and a failed write leaves nothing"
     REQUIRE(data != nullptr);
     fail_write(1);
     fill(data, {{1, "a"}});
+    xomsg(data);  // does not say that it has rows
     CHECK_FALSE(end_run_group_data(true));
     fail_write(0);
     CHECK(log_numbers() == "910/43");

@@ -100,6 +100,7 @@ struct DataSet {
     bool placed = false;  ///< in place, or discarded: its run group is over
     std::unique_ptr<RowWriter> writer;
     bool closed = false, defined = false;
+    bool failed = false;  ///< it could not be written
     std::int64_t written = 0;
     std::vector<std::unique_ptr<PutList>> puts;
     struct NameOption {

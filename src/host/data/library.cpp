@@ -153,7 +153,7 @@ void reopen_output(DataSet* data) {
         report(910, 43, arguments(data->shown, error), {});
         data->writer = memory_writer();
     }
-    data->closed = data->defined = data->placed = false;
+    data->closed = data->defined = data->placed = data->failed = false;
     data->written = 0;
 }
 

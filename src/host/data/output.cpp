@@ -158,7 +158,10 @@ void xvputt(PutList* list) {
                puts.end());
 }
 
-void xomsg(const DataSet* data) { report(910, 42, arguments(data->shown, data->written, data->variables.size()), {}); }
+void xomsg(const DataSet* data) {
+    if (data->failed) return;  // which is told when it should be put in place
+    report(910, 42, arguments(data->shown, data->written, data->variables.size()), {});
+}
 
 void xoclose(DataSet* data) {
     if (data->closed) return;
@@ -167,7 +170,7 @@ void xoclose(DataSet* data) {
         data->defined = true;
     }
     data->closed = true;
-    data->writer->complete();
+    data->failed = !data->writer->complete();
 }
 
 }  // namespace vek
