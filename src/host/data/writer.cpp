@@ -126,7 +126,7 @@ class FileWriter final : public RowWriter {
     }
     bool complete() override {
         flush(true);
-        return !file_.failed();
+        return file_.pass_on();
     }
     bool commit() override { return file_.commit(); }
     void discard() override { file_.discard(); }
