@@ -188,6 +188,7 @@ TEST_CASE("mistakes: a value outside its range, a value too many, a value too fe
     check(model, {
                      {"MEANS block / KRATIO=1;", message_too_low, 22, 1, ""},
                      {"MEANS block / ETYPE=5;", message_out_of_range, 21, 1, ""},
+                     {"MEANS block / ETYPE=2.5;", message_not_whole, 21, 3, ""},
                      {"FREQ plots x1;", message_one_variable, 12, 2, ""},
                      {"MEANS;", message_incomplete, 6, 1, ""},
                      {"RANDOM / Q;", message_unexpected, 8, 1, ""},
