@@ -28,13 +28,15 @@ Prediction::Prediction(MainBlock& F, Pool* pool) : rank_(F.rank) {
 }
 
 void Prediction::take_row(const ModelBlock& zgm) {
-    nused_ = 0;
+    // Which levels have no pivot column cannot be foreseen: they are written too, and the next element takes their place.
+    int used = 0;
     for (int i = zgm.noint; i <= zgm.neff; ++i) {
         const int p = place_[zgm.cols[i]];
-        if (p < 0) continue;
-        used_[nused_] = p;
-        value_[nused_++] = zgm.vals[i];
+        used_[used] = p;
+        value_[used] = zgm.vals[i];
+        used += p >= 0 ? 1 : 0;
     }
+    nused_ = used;
 }
 
 double Prediction::predicted(int k) const {
