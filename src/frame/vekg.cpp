@@ -301,7 +301,7 @@ constexpr StatementRule statements[] = {
      .clauses = output_clauses,
      .options = output_options,
      .form = "OUTPUT [OUT=data set] keyword=names ... / options;",
-     .help = "a data set of the observations with statistics of the fit"},
+     .help = "a data set of the observations with statistics of the fit; of several before RUN the last one"},
 };
 
 constexpr Grammar grammar{.procedure = "VEK", .procedure_bit = -1, .statements = statements, .refused = {}};
