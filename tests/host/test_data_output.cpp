@@ -56,6 +56,7 @@ std::vector<std::string> left_in(const std::string& folder) {
 
 TEST_CASE("a data set in memory is there for the next step, with its labels, and not before its group has ended") {
     DataStep step;
+    fill(step.create("only(drop=_name_ rename=(x=y))"), {{1.5, "a"}});
     fill(step.create("Stats"), {{1.5, "a"}, {missing, ""}, {vzmissing('Q'), "c d"}});
     CHECK(step.open("stats") == nullptr);
     host_log().clear();
@@ -65,6 +66,7 @@ TEST_CASE("a data set in memory is there for the next step, with its labels, and
     DataSet* data = step.open("stats");
     CHECK(directory(data) == "x _NAME_:$24");
     CHECK(xvname(data, 0).label == "a label");
+    CHECK(directory(step.open("only")) == "y");
     CHECK(joined(all_rows(data, true)) == "1:1.5 |a|; 2:. ||; 3:.Q |c d|");
     CHECK(xoinfo(data, 9) == 3);
     CHECK(xoinfo(data, 23) == 1);
@@ -145,6 +147,7 @@ TEST_CASE("files: every double reads back, and texts are quoted where they must 
         {"", "x,_NAME_\n100000,a\n0.1,b\n,\n.A,d\n"},
         {"(delimiter=';' decimal=',')", "x;_NAME_\n100000;a\n0,1;b\n;\n.A;d\n"},
         {"(decimal=',')", "x,_NAME_\n100000,a\n\"0,1\",b\n,\n.A,d\n"},
+        {"(delimiter=' ')", "x _NAME_\n100000 a\n0.1 b\n \n.A d\n"},
     };
     for (const auto& [options, bytes] : forms) {
         CAPTURE(options);
@@ -200,6 +203,44 @@ TEST_CASE("copied variables keep name, type, length, label and format, in any or
     CHECK(rows[0] == "|name0| 0 0");
     CHECK(rows[29999] == "|name29999| 29999 59998");
     CHECK(log_numbers() == "910/42");
+    CHECK(host_log().entries()[0].text == "the data set copy has 30000 rows and 3 variables");
+}
+
+TEST_CASE("a data set that is made again takes the place of the old one, and is the one made last") {
+    DataStep step;
+    const std::string file = step.path("d");
+    const auto make = [&](const std::string& name, double value) {
+        fill(step.create(name), {{value, "a"}});
+        CHECK(end_run_group_data(true));
+    };
+    make("first", 1);
+    make("second", 2);
+    make("FIRST", 3);  // within one step too, once its group has ended
+    CHECK(joined(all_rows(open_last({}))) == "3 |a|");
+    CHECK(joined(all_rows(step.open("first"))) == "3 |a|");
+    make("'" + file + "'", 4);
+    make("second", 5);
+    make("'" + file + "'", 6);
+    CHECK(joined(all_rows(open_last({}))) == "6 |a|");
+    CHECK(log_numbers() == "");
+    // A file is no data set in memory, whatever its name.
+    CHECK(step.open("'" + file + "'n") == nullptr);
+    CHECK(log_numbers() == "910/22@1");
+}
+
+TEST_CASE("a file is read in the form that the reference at hand gives it") {
+    DataStep step;
+    const std::string file = "'" + step.write("d.csv", "a;y\nb;c\n1;2\n") + "'";
+    for (const auto& [options, shown] : {std::pair{"(delimiter=';')", "a:$1 y:$1"},
+                                         {"(delimiter=';' skip=1)", "b c"},
+                                         {"(delimiter=';')", "a:$1 y:$1"}}) {
+        CAPTURE(options);
+        begin_step_data();
+        DataSet* data = step.open(file + options);
+        REQUIRE(data != nullptr);
+        CHECK(directory(data) == shown);
+        end_step_data();
+    }
 }
 
 TEST_CASE("--keep writes the data sets of the run, and nothing outside its folder") {

@@ -263,7 +263,6 @@ class ValueReader {
 
     /// A value that two ranges hold, of which the second does not begin in front of the first.
     std::string shared_value(const LabelRange& before, const LabelRange& after) const {
-        if (!after.has_low && before.has_high) return shown_end(before.high, before.high_text);
         if (!after.has_low) return "LOW";
         return shown_end(after.low, after.low_text);
     }
