@@ -2,6 +2,7 @@
 // readers they are read.
 #include <doctest/doctest.h>
 
+#include <algorithm>
 #include <map>
 #include <random>
 #include <string>
@@ -129,24 +130,25 @@ TEST_CASE("BY on formatted values: neighbours with one text are one group") {
         }
         set_block_bytes(*block == 'o' ? 0 : 16);  // the second: each group lies in several blocks
         std::string bytes = "a,t,y\n";
-        for (const char* row : {"1,b", "2,c", "3,p", "4,q", "5,d", "6,e", "7,r", "8,s", "9,s"}) bytes += row + ",0\n"s;
+        for (const char* row : {"1,b", "2,c", "3,d", "4,p", "5,q", "6,r", "7,s", "8,e", "9,f"}) bytes += row + ",0\n"s;
         DataSet* data = step.open_bytes(bytes, "(drop=y)");
         set_block_bytes(0);
         set_format(data, 0, format_from_text("size", 0, 0));
         set_format(data, 1, format_from_text("$half", 0, 0));
         by(data, {"a"});
-        CHECK(groups(data) == "a=small 1 |b|; 2 |c|; 3 |p|; 4 |q| | a=large 5 |d|; 6 |e|; 7 |r|; 8 |s|; 9 |s|");
+        CHECK(groups(data) == "a=small 1 |b|; 2 |c|; 3 |d|; 4 |p| | a=large 5 |q|; 6 |r|; 7 |s|; 8 |e|; 9 |f|");
         by(data, {"t"}, true);
         CHECK(groups(data) ==
-              "t=first 1 |b|; 2 |c| | t=second 3 |p|; 4 |q| | t=first 5 |d|; 6 |e| | t=second 7 |r|; 8 |s|; 9 |s|");
+              "t=first 1 |b|; 2 |c|; 3 |d| | t=second 4 |p|; 5 |q|; 6 |r|; 7 |s| | t=first 8 |e|; 9 |f|");
     }
 }
 
-TEST_CASE("BY: data out of order are told with the values as they are shown, by lines of a file or rows in memory") {
+TEST_CASE("the values as they are shown, and lines of a file or rows in memory, stand in messages about data") {
     DataStep step;
-    const std::string path = step.write("d.csv", "a,y\n2,1\n1,2\n");
+    const std::string path = step.write("d.csv", "a,y,z\n2,1,3\n1,2,\n");
     const ProgramResult result = run_whole("PROC VEK DATA='" + path + "'; FORMAT a 8.2; BY a; MODEL y=; QUIT;\n" +
                                            "PROC VEK DATA='" + path + "'; MODEL y=; OUTPUT OUT=copy P=p; QUIT;\n" +
+                                           "PROC VEK DATA=copy; MODEL z=; QUIT;\n" +
                                            "PROC VEK DATA=copy; BY a; MODEL y=; QUIT;");
     std::vector<std::string> errors;
     for (const LogEntry& entry : result.log) {
@@ -154,6 +156,9 @@ TEST_CASE("BY: data out of order are told with the values as they are shown, by 
     }
     REQUIRE(errors.size() == 2);
     CHECK(errors[0].ends_with("is not in the order of BY: a=1.00 in line 3 stands behind a=2.00"));
+    CHECK(std::any_of(result.log.begin(), result.log.end(), [](const LogEntry& entry) {
+        return entry.text == "copy: 2 rows read, 1 used; z cost 1 (row 2)";
+    }));
     CHECK(errors[1] == "copy is not in the order of BY: a=1 in row 2 stands behind a=2");
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/message/group_900.h"
+#include "host/statement/suggest.h"
 #include "support/program_support.h"
 
 using namespace vek;
@@ -115,6 +116,7 @@ TEST_CASE("mistakes: a sign that was forgotten is named, and what to write") {
                      {"MEANS block variety TUKEY;", message_lost_slash, 21, 5, "/ TUKEY"},
                      {"OUTPUT OUT=o ALPHA=.1;", message_lost_slash, 14, 5, "/ ALPHA"},
                      {"MEANS block / ALPHA .1;", message_needs_value, 21, 2, "=.1"},
+                     {"MEANS block / ALPHA.1;", message_needs_value, 15, 7, "ALPHA=.1"},
                      {"MEANS block / DUNNETT('B1';", message_incomplete, 27, 1, ");"},
                      {"LSMEANS block / SLICE=(variety;", message_incomplete, 31, 1, ");"},
                      {"LSMEANS block*variety / ADJUST=SIM(SEED=1;", message_incomplete, 42, 1, ");"},
@@ -167,6 +169,7 @@ TEST_CASE("mistakes: a missing semicolon is told at the end of the text before i
         if (slip.column > 0) CHECK(errors[own].place.column == slip.column);
         CHECK(errors[own].place.length == 1);
         CHECK(errors[own].suggest == slip.suggest);
+        CHECK(errors[own].excerpt.find("write ") == std::string::npos);  // the message says it
     }
 }
 
@@ -180,6 +183,7 @@ TEST_CASE("mistakes: a value outside its range, a value too many, a value too fe
                                       {"OPTIONS LINESIZE=3;", message_out_of_range_text, 18, 1, ""},
                                       {"OPTIONS LINESIZE=wide;", message_option_value, 18, 4, ""},
                                       {"OPTIONS LINESIZE=80.5;", message_option_value, 18, 4, ""},
+                                      {"OPTIONS LINESIZE=-60;", message_out_of_range_text, 18, 3, ""},
                                       {"OPTIONS BUDGET=1Q;", message_unknown_host_option, 17, 1, ""},
                                       {"OPTIONS BUDGET=1 G;", message_unknown_host_option, 18, 1, ""},
                                       {"OPTIONS DEBUG=foo;", message_option_value, 15, 3, ""},
@@ -189,6 +193,7 @@ TEST_CASE("mistakes: a value outside its range, a value too many, a value too fe
                      {"MEANS block / KRATIO=1;", message_too_low, 22, 1, ""},
                      {"MEANS block / ETYPE=5;", message_out_of_range, 21, 1, ""},
                      {"FREQ plots x1;", message_one_variable, 12, 2, ""},
+                     {"FREQ x1-x3;", message_one_variable, 11, 1, ""},
                      {"MEANS;", message_incomplete, 6, 1, ""},
                      {"RANDOM / Q;", message_unexpected, 8, 1, ""},
                      {"TEST E=x1;", message_unexpected, 6, 1, ""},
@@ -224,6 +229,8 @@ TEST_CASE("mistakes: variables and effects that cannot be what the statement nee
                     {"MODEL y1 = x1*x2-x3;", message_range_of_terms, 12, 5, ""},
                     {"ID z:;", message_no_prefix, 4, 1, ""},
                     {"FREQ block;", message_not_numeric, 6, 5, ""},
+                    {"FORMAT block 8.2;", message_format_does_not_fit, 14, 3, ""},
+                    {"FORMAT block $8. y1 $8.;", message_format_does_not_fit, 21, 3, ""},
                     {"ID x1-x999999;", message_range_too_long, 4, 10, ""},
                 });
     check(model, {
@@ -285,6 +292,9 @@ TEST_CASE("mistakes: the way out is told where no word is near") {
         {"WHERE zzz > 1;", "expected one of its variables: "},
         {"MODEL y1 = x1; TEST H=x1 E=x1*x2;", "expected one of its effects: x1"},
         {"# a comment\n;", "expected a comment to stand between /* and */"},
+        {"MODEL y1 = x1 SOLUTION;", "write / SOLUTION there"},
+        {"MODEL y1 = yeild;", "did you mean yield?"},
+        {"MODEL y1 = x1; MANOVA x;", "expected H=, E=, M=, MNAMES=, PREFIX=, \"/\" or \";\""},
     };
     for (const Advice& advice : advices) {
         CAPTURE(advice.statement);
@@ -292,6 +302,62 @@ TEST_CASE("mistakes: the way out is told where no word is near") {
         REQUIRE(errors.size() == 1);
         CHECK(errors[0].excerpt.find(advice.text) != std::string::npos);
     }
+}
+
+TEST_CASE("mistakes: what stands there is shown as it was written") {
+    struct Shown {
+        const char *statement, *text;
+    };
+    const Shown rows[] = {
+        {"TITLE 'time cost'n;", "'time cost'n"},
+        {"TITLE plain;", "\"plain\""},
+        {"MODEL y1 = x1; CONTRAST 'a' 'b' 1;", "\"'b'\""},
+        {"FORMAT block 8.2;", "does not fit block, a text variable"},
+        {"FORMAT y1 $8.;", "does not fit y1, a numeric variable"},
+    };
+    for (const Shown& row : rows) {
+        CAPTURE(row.statement);
+        const std::vector<LogEntry> errors = errors_of(std::string("PROC VEK DATA=TRIAL;\n") + row.statement);
+        REQUIRE(errors.size() == 1);
+        CHECK(errors[0].text.find(row.text) != std::string::npos);
+    }
+}
+
+TEST_CASE("suggestions: the nearest word that fits, and only one that is near") {
+    struct Case {
+        const char* typed;
+        std::vector<std::string> words;  // a star in front: less likely
+        const char* best;
+    };
+    const Case cases[] = {
+        {"dosr", {"*dose", "dosa"}, "dosa"},        // of two as near the likelier one
+        {"hate", {"rate", "hats"}, "hats"},         // the one that begins alike
+        {"tset", {"tsek", "test"}, "test"},         // the one with the same letters
+        {"rate", {"rats", "rath"}, "rats"},         // else the first
+        {"yeild", {"field", "*yield"}, "yield"},    // a swap is one slip, two letters are two
+        {"sol", {"SOLUTION"}, "SOLUTION"},          // a beginning
+        {"so", {"SOLUTION"}, ""},                   // too little of one
+        {"x", {"y"}, ""},                           // nothing is left of the word
+        {"ab", {"b"}, "b"},
+        {"abcdefgh", {"xyzdefgh"}, "xyzdefgh"},     // three slips in a long word
+        {"abcdefgh", {"wxyzefgh"}, ""},
+        {"abcd", {"abxy"}, ""},                     // one in a short word
+    };
+    for (const Case& one : cases) {
+        CAPTURE(one.typed);
+        Nearest nearest(one.typed);
+        for (const std::string& word : one.words) {
+            const bool likely = !word.starts_with('*');
+            nearest.offer(likely ? word : word.substr(1), likely);
+        }
+        CHECK(nearest.best() == one.best);
+    }
+    CHECK(name_as_written("x2") == "x2");
+    CHECK(name_as_written("2x") == "'2x'n");
+    CHECK(name_as_written("it's") == "'it''s'n");
+    const auto number = [](int i) { return std::to_string(i); };
+    CHECK(some_of("one of", 8, number) == "one of: 0, 1, 2, 3, 4, 5, 6, 7");
+    CHECK(some_of("one of", 9, number) == "one of: 0, 1, 2, 3, 4, 5, 6, 7, ...");
 }
 
 TEST_CASE("mistakes: a second WHERE says that the first no longer holds") {
@@ -322,6 +388,10 @@ TEST_CASE("mistakes: statements where they do not belong") {
         {"PROCVEK DATA=TRIAL; CLASS block; MODEL y1=block; RUN;", {message_unknown_statement}},
         {"PROC VEK DATA=TRIAL; MODEL y1=x1; PROCVEK DATA=TRIAL; MODEL y1=x1; RUN;", {message_unknown_statement}},
         {"PROC VEK 'trial.csv'; MODEL y1=x1; RUN;", {message_unexpected}},
+        {"PROC VEK DATA=TRIAL(KEEP=y1 x1); ID _CHARACTER_; MODEL y1=x1; RUN;", {}},
+        {"PROC VEK DATA='nosuch.csv' DATA=TRIAL; MODEL y1=x1; RUN;", {}},
+        {"PROC VEK DATA=TRIAL; MODEL y1=zzz; OUTPUT OUT=o P=p; RUN;\nPROC VEK; MODEL p=; RUN;",
+         {message_unknown_variable}},
         {"// a comment\nPROC VEK DATA=TRIAL; MODEL y1=x1; RUN;", {message_star_comment}},
         {"# a comment\nPROC VEK DATA=TRIAL; MODEL y1=x1; RUN;", {message_bad_character}},
         {"* a comment; PROC VEK DATA=TRIAL; MODEL y1=x1; RUN;", {message_star_comment}},
@@ -363,6 +433,38 @@ TEST_CASE("mistakes: each statement's own is told, and nothing of the step runs 
     CHECK(std::any_of(entries.begin(), entries.end(), [](const LogEntry& e) {
         return e.group == statement_messages && e.number == message_rest_not_run;
     }));
+}
+
+TEST_CASE("mistakes: what a step was to read is suggested, and a name in a failed statement hides no data set") {
+    const std::pair<const char*, const char*> programs[] = {
+        {"PROC VEK Trial; MODEL y1 = x1; RUN;", "DATA=Trial"},
+        {"proc vek trial; model y1 = x1; run;", "data=trial"},
+        {"PROC VEK 'a b.csv'; MODEL y1 = x1; RUN;", "DATA='a b.csv'"},
+        {"PROC VEK DATA=trial; MODEL y1 = x1 / ALPHA\nSOLUTION; RUN;", ""},  // the next line may be a statement
+    };
+    for (const auto& [program, suggest] : programs) {
+        CAPTURE(program);
+        const ProgramResult result = run_whole(program);
+        REQUIRE(result.errors() == 1);
+        CHECK(result.log[0].suggest == suggest);
+    }
+    const ProgramResult result = run_whole(
+        "PROC VEK DATA=trial; MODEL y1 = zzz trial; RUN; QUIT;\n"
+        "PROC VEK DATA=trial; MODEL y1 = x1; RUN; QUIT;");
+    CHECK(result.errors() == 1);
+    CHECK(result.tables.find("\"step\": 2") != std::string::npos);
+}
+
+TEST_CASE("OUTPUT without OUT= makes DATA1, DATA2, ..., each a name that the run has not used") {
+    const ProgramResult result = run_whole(
+        "PROC VEK DATA=trial; MODEL y1 = x1; OUTPUT P=a; RUN; OUTPUT P=b; RUN; QUIT;\n"
+        "PROC VEK; MODEL b = x1; OUTPUT OUT=data4 P=c; RUN; OUTPUT P=d; OUTPUT P=e; RUN; QUIT;");
+    CHECK(result.errors() == 0);
+    std::string made;
+    for (const LogEntry& entry : result.log) {
+        if (entry.group == 910 && entry.number == 42) made += entry.text.substr(0, entry.text.find(" has")) + "; ";
+    }
+    CHECK(made == "the data set DATA1; the data set DATA2; the data set data4; the data set DATA5; ");
 }
 
 TEST_CASE("interactive: a mistake costs its statement alone") {

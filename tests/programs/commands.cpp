@@ -43,6 +43,8 @@ constexpr Command commands[] = {
      "grep -q 'foo.*LAYOUT, SWEEP' err"},
     {"a size with its unit in OPTIONS", "printf 'OPTIONS BUDGET=1G MEMORY=2g;' | $V - 2> err", 0,
      "! grep -q error err"},
+    {"OPTIONS with a mistake sets nothing", "(echo 'OPTIONS LINESIZE=40 DEBUG=foo;'; cat ok.vek) | $V - > out 2> err", 1,
+     "test $(wc -L < out) -gt 40"},
     {"a host option without a value", "$V --option DEBUG ok.vek 2> err", 2, "grep -q NAME=VALUE err"},
     {"two outputs under one name", "$V -o a --json ./a ok.vek 2> err", 2, "grep -q 'same name' err && ! test -e a"},
     {"two outputs on standard output", "$V --json - ok.vek 2> err > out", 2,
