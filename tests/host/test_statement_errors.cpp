@@ -157,6 +157,10 @@ TEST_CASE("mistakes: a missing semicolon is told at the end of the text before i
         {"PROC VEK DATA=TRIAL;\nMODEL y1 = x1;\nRUN\nPROC VEK DATA=TRIAL;\nMODEL y1 = x1;\nRUN;", 3, 3, "N;"},
         {"TITLE 'a'\nPROC VEK DATA=TRIAL;\nMODEL y1 = x1;\nRUN;", 1, 9, "';"},
         {"OPTIONS LINESIZE=80\nPROC VEK DATA=TRIAL;\nMODEL y1 = x1;\nRUN;", 1, 19, "0;"},
+        {"TITLE 'a'\nVALUE $city 'B'='Berlin';\nRUN;", 1, 9, "';"},
+        {"PROC VEK DATA=TRIAL;\nMODEL y1 y2 = x1\nMANOVA / SHORT;\nRUN;", 2, 16, "1;"},
+        {"PROC VEK DATA=TRIAL;\nMODEL y1 = x1;\nOUTPUT OUT=o P=p CONTRAST 'a' x1 1;\nRUN;", 3, 16, "p;"},
+        {"PROC VEK DATA=TRIAL;\nMODEL y1 = x1;\nOUTPUT OUT=o P=fit\u00e9\nRUN;", 3, 19, "\u00e9;"},
     };
     for (const Slip& slip : slips) {
         CAPTURE(slip.program);
@@ -224,6 +228,10 @@ TEST_CASE("mistakes: variables and effects that cannot be what the statement nee
                     {"MODEL y1 = block(block);", message_crossed_and_nested, 12, 12, ""},
                     {"MODEL y1 = INTERCEPT x1;", message_intercept_not_here, 12, 9, ""},
                     {"MODEL y1 = x1-x4;", message_unknown_variable, 15, 2, "x1"},
+                    {"MODEL y1 = x0-x2;", message_unknown_variable, 12, 2, "x1"},
+                    {"MODEL y1 = x1|x2@0;", message_unexpected, 18, 1, ""},
+                    {"MODEL y1 = x1|x2@65;", message_unexpected, 18, 2, ""},
+                    {"BY block DESCENDING;", message_incomplete, 20, 1, ""},
                     {"MODEL y1 = x3-x1;", message_range_backwards, 12, 5, "x1-x3"},
                     {"MODEL y1 = x1-dose;", message_not_numbered, 12, 7, ""},
                     {"MODEL y1 = x1*x2-x3;", message_range_of_terms, 12, 5, ""},
@@ -237,6 +245,9 @@ TEST_CASE("mistakes: variables and effects that cannot be what the statement nee
                      {"MEANS x1;", message_not_class, 7, 2, ""},
                      {"LSMEANS block*x1;", message_not_class, 15, 2, ""},
                      {"RANDOM dose;", message_not_class, 8, 4, ""},
+                     {"TEST H=block Evariety;", message_needs_value, 14, 8, "E=variety"},
+                     {"LSMEANS block / AT zzz=1;", message_unknown_variable, 20, 3, ""},
+                     {"REPEATED time 32768;", message_unexpected, 15, 5, ""},
                      {"LSMEANS INTERCEPT;", message_intercept_not_here, 9, 9, ""},
                      {"TEST H=x2 E=block;", message_not_in_model, 8, 2, "x1"},
                  });
@@ -312,6 +323,7 @@ TEST_CASE("mistakes: what stands there is shown as it was written") {
         {"TITLE 'time cost'n;", "'time cost'n"},
         {"TITLE plain;", "\"plain\""},
         {"MODEL y1 = x1; CONTRAST 'a' 'b' 1;", "\"'b'\""},
+        {"MODEL y1 = x1; CONTRAST 'a' 'b\nc' 1;", "\"'b\" "},  // the first line of it
         {"FORMAT block 8.2;", "does not fit block, a text variable"},
         {"FORMAT y1 $8.;", "does not fit y1, a numeric variable"},
     };
@@ -389,6 +401,7 @@ TEST_CASE("mistakes: statements where they do not belong") {
         {"PROC VEK DATA=TRIAL; MODEL y1=x1; PROCVEK DATA=TRIAL; MODEL y1=x1; RUN;", {message_unknown_statement}},
         {"PROC VEK 'trial.csv'; MODEL y1=x1; RUN;", {message_unexpected}},
         {"PROC VEK DATA=TRIAL(KEEP=y1 x1); ID _CHARACTER_; MODEL y1=x1; RUN;", {}},
+        {"PROC VEK DATA=TRIAL; LABEL y1='a'\nwhere='b'; MODEL y1=x1; RUN;", {message_unknown_variable}},
         {"PROC VEK DATA='nosuch.csv' DATA=TRIAL; MODEL y1=x1; RUN;", {}},
         {"PROC VEK DATA=TRIAL; MODEL y1=zzz; OUTPUT OUT=o P=p; RUN;\nPROC VEK; MODEL p=; RUN;",
          {message_unknown_variable}},
@@ -453,6 +466,36 @@ TEST_CASE("mistakes: what a step was to read is suggested, and a name in a faile
         "PROC VEK DATA=trial; MODEL y1 = x1; RUN; QUIT;");
     CHECK(result.errors() == 1);
     CHECK(result.tables.find("\"step\": 2") != std::string::npos);
+}
+
+TEST_CASE("a variable may be called like a word of a statement, and is the nearer one where its type fits") {
+    const Folder folder;
+    const std::string data = "'" + folder.write("d.csv",
+                                                "y,a,descending,notsorted,intercept,alpha,dosa,dosb\n"
+                                                "1,p,1,1,3,1,u,1\n2,q,1,1,4,2,v,1\n4,p,1,1,5,2,u,2\n"
+                                                "3,q,2,1,3,1,u,3\n5,p,2,1,4,3,v,5\n8,q,2,1,6,4,u,8\n") +
+                             "'";
+    struct Case {
+        const char *statements, *seen;
+    };
+    const Case cases[] = {
+        {"BY descending notsorted; MODEL y=; RUN;", "\"by\": {\"descending\": \"1\", \"notsorted\": \"1\"}"},
+        {"BY notsorted notsorted; MODEL y=; RUN;", "\"by\": {\"notsorted\": \"1\"}"},
+        {"MODEL y = intercept; RUN;", "[\"intercept\", "},
+    };
+    for (const Case& one : cases) {
+        CAPTURE(one.statements);
+        const ProgramResult result = run_whole("PROC VEK DATA=" + data + "; " + one.statements);
+        CHECK(result.errors() == 0);
+        CHECK(result.tables.find(one.seen) != std::string::npos);
+    }
+    const ProgramResult slip = run_whole("PROC VEK DATA=" + data + "; MODEL dosc = y; RUN;");
+    REQUIRE(slip.errors() == 1);
+    CHECK(slip.log[0].suggest == "dosb");
+    // What one BY statement says of the order holds for the next one's variables too.
+    const ProgramResult two = run_whole("PROC VEK DATA=trial; BY variety NOTSORTED; BY block; MODEL y1=; RUN;");
+    CHECK(two.errors() == 0);
+    CHECK(two.tables.find("\"by\": {\"variety\": \"blue\", \"block\": \"B4\"}") != std::string::npos);
 }
 
 TEST_CASE("OUTPUT without OUT= makes DATA1, DATA2, ..., each a name that the run has not used") {
