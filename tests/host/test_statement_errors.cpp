@@ -229,6 +229,8 @@ TEST_CASE("mistakes: variables and effects that cannot be what the statement nee
                     {"MODEL y1 = INTERCEPT x1;", message_intercept_not_here, 12, 9, ""},
                     {"MODEL y1 = x1-x4;", message_unknown_variable, 15, 2, "x1"},
                     {"MODEL y1 = x0-x2;", message_unknown_variable, 12, 2, "x1"},
+                    {"ID x0-x2;", message_unknown_variable, 4, 2, "x1"},
+                    {"ID x2-x4;", message_unknown_variable, 7, 2, "x1"},
                     {"MODEL y1 = x1|x2@0;", message_unexpected, 18, 1, ""},
                     {"MODEL y1 = x1|x2@65;", message_unexpected, 18, 2, ""},
                     {"BY block DESCENDING;", message_incomplete, 20, 1, ""},
@@ -402,6 +404,9 @@ TEST_CASE("mistakes: statements where they do not belong") {
         {"PROC VEK 'trial.csv'; MODEL y1=x1; RUN;", {message_unexpected}},
         {"PROC VEK DATA=TRIAL(KEEP=y1 x1); ID _CHARACTER_; MODEL y1=x1; RUN;", {}},
         {"PROC VEK DATA=TRIAL; LABEL y1='a'\nwhere='b'; MODEL y1=x1; RUN;", {message_unknown_variable}},
+        {"PROC VEK DATA=TRIAL; CLASS block; MODEL y1 = x1(CLASS block); RUN;", {message_unknown_variable}},
+        {"MODEL y1 = x1; CLASS block; TITLE 'a'; MODEL y1 = x1;", {message_outside_step, message_outside_step}},
+        {"TITLE 'a';\rRUN;\nTITLE '\xF6';\nTITLE '\xF6';", {message_lone_return, message_bad_encoding}},
         {"PROC VEK DATA='nosuch.csv' DATA=TRIAL; MODEL y1=x1; RUN;", {}},
         {"PROC VEK DATA=TRIAL; MODEL y1=zzz; OUTPUT OUT=o P=p; RUN;\nPROC VEK; MODEL p=; RUN;",
          {message_unknown_variable}},
@@ -453,6 +458,9 @@ TEST_CASE("mistakes: what a step was to read is suggested, and a name in a faile
         {"PROC VEK Trial; MODEL y1 = x1; RUN;", "DATA=Trial"},
         {"proc vek trial; model y1 = x1; run;", "data=trial"},
         {"PROC VEK 'a b.csv'; MODEL y1 = x1; RUN;", "DATA='a b.csv'"},
+        {"PROCVEK DATA=trial; MODEL y1 = x1; RUN;", "PROC VEK"},
+        {"anova DATA=trial; CLASS block; MODEL y1 = block; RUN;", "proc anova"},
+        {"PORC VEK DATA=trial; MODEL y1 = x1; RUN;", "PROC"},
         {"PROC VEK DATA=trial; MODEL y1 = x1 / ALPHA\nSOLUTION; RUN;", ""},  // the next line may be a statement
     };
     for (const auto& [program, suggest] : programs) {
@@ -468,12 +476,51 @@ TEST_CASE("mistakes: what a step was to read is suggested, and a name in a faile
     CHECK(result.tables.find("\"step\": 2") != std::string::npos);
 }
 
+TEST_CASE("mistakes: what follows from an error is a note, and what there is no reason for is not noted") {
+    struct Case {
+        const char* program;
+        int errors, no_model, rest_not_run;
+    };
+    const Case cases[] = {
+        {"PROC VEK DATA=trial; MODEL y1 = x1; RUN;", 0, 0, 0},
+        {"PROC VEK DATA=trial; CLASS block; RUN;", 0, 1, 0},
+        {"PROC VEK DATA=trial; CLASS zzz; RUN;", 1, 0, 1},
+        {"PROC VEK DATA=trial; MODEL zzz = x1; RUN;", 1, 0, 1},
+        // A data set that is not made for a mistake keeps another from being made: one error, told once.
+        {"PROC VEK DATA=trial; MODEL zzz = x1; OUTPUT OUT=a P=p; RUN;\n"
+         "PROC VEK DATA=a; MODEL p = x1; OUTPUT OUT=b P=q; RUN;\n"
+         "PROC VEK DATA=b; MODEL q = x1; RUN;",
+         1, 0, 1},
+    };
+    for (const Case& one : cases) {
+        CAPTURE(one.program);
+        const ProgramResult result = run_whole(one.program);
+        const auto count = [&](int number) {
+            return std::count_if(result.log.begin(), result.log.end(), [&](const LogEntry& e) {
+                return e.group == statement_messages && e.number == number;
+            });
+        };
+        CHECK(result.errors() == static_cast<std::size_t>(one.errors));
+        CHECK(count(message_no_model) == one.no_model);
+        CHECK(count(message_rest_not_run) == one.rest_not_run);
+    }
+}
+
+TEST_CASE("mistakes: a name that cannot be given to a statistic is pointed at itself") {
+    const std::vector<LogEntry> errors =
+        errors_of("PROC VEK DATA=TRIAL;\nMODEL y1 y2 = x1; OUTPUT OUT=o R=rest1 rest2 P=fit x3; RUN;");
+    REQUIRE(errors.size() == 1);
+    CHECK(errors[0].place.line == 2);
+    CHECK(errors[0].place.column == 52);
+    CHECK(errors[0].place.length == 2);
+}
+
 TEST_CASE("a variable may be called like a word of a statement, and is the nearer one where its type fits") {
     const Folder folder;
     const std::string data = "'" + folder.write("d.csv",
-                                                "y,a,descending,notsorted,intercept,alpha,dosa,dosb\n"
-                                                "1,p,1,1,3,1,u,1\n2,q,1,1,4,2,v,1\n4,p,1,1,5,2,u,2\n"
-                                                "3,q,2,1,3,1,u,3\n5,p,2,1,4,3,v,5\n8,q,2,1,6,4,u,8\n") +
+                                                "y,id,descending,notsorted,intercept,dosa,dosb\n"
+                                                "1,7,1,1,3,u,1\n2,7,1,1,4,v,1\n4,7,1,1,5,u,2\n"
+                                                "3,7,2,1,3,u,3\n5,7,2,1,4,v,5\n8,7,2,1,6,u,8\n") +
                              "'";
     struct Case {
         const char *statements, *seen;
@@ -492,6 +539,9 @@ TEST_CASE("a variable may be called like a word of a statement, and is the neare
     const ProgramResult slip = run_whole("PROC VEK DATA=" + data + "; MODEL dosc = y; RUN;");
     REQUIRE(slip.errors() == 1);
     CHECK(slip.log[0].suggest == "dosb");
+    const ProgramResult line = run_whole("PROC VEK DATA=" + data + "; MODEL y = intercept\nid zzz; RUN;");
+    REQUIRE(line.errors() == 1);
+    CHECK(line.log[0].number == message_unknown_variable);
     // What one BY statement says of the order holds for the next one's variables too.
     const ProgramResult two = run_whole("PROC VEK DATA=trial; BY variety NOTSORTED; BY block; MODEL y1=; RUN;");
     CHECK(two.errors() == 0);
