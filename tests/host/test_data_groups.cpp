@@ -162,6 +162,14 @@ TEST_CASE("the values as they are shown, and lines of a file or rows in memory, 
     CHECK(errors[1] == "copy is not in the order of BY: a=1 in row 2 stands behind a=2");
 }
 
+TEST_CASE("a message within a BY group names the group by all of its variables") {
+    DataStep step;
+    const std::string path = step.write("d.csv", "a,b,y,x\n1,p,1,\n1,q,2,3\n");
+    const ProgramResult result = run_whole("PROC VEK DATA='" + path + "'; BY a b; MODEL y=x; QUIT;");
+    CHECK(std::any_of(result.log.begin(), result.log.end(),
+                      [](const LogEntry& entry) { return entry.text.ends_with(" (a=1 b=p)"); }));
+}
+
 TEST_CASE("no observation is left: the reason is told with the rows that there were") {
     struct Case {
         std::string bytes, options, reason;

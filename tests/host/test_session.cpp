@@ -8,11 +8,13 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "support/program_support.h"
 #include "host/session/interrupt.h"
 #include "host/session/outputs.h"
 #include "host/session/session.h"
+#include "host/session/spool.h"
 #include "support/table_support.h"
 
 using vek::test::Folder;
@@ -173,6 +175,32 @@ TEST_CASE("the program from outside: places of outputs, options, names, signals"
         CHECK(WEXITSTATUS(status) == one.status);
         const int seen = std::system((prologue + "{ " + one.see + "\n} > /dev/null 2>&1").c_str());
         CHECK_MESSAGE(seen == 0, std::string(one.see));
+    }
+}
+
+TEST_CASE("text that is held back and cut back is what it was, in memory and on disk") {
+    const std::string large(3 << 20, 'a');
+    struct Case {
+        std::vector<std::string> before, behind;
+    };
+    const Case cases[] = {{{}, {"b"}},           {{"a"}, {"b", "c"}},     {{large}, {"b"}},   {{}, {large, "b"}},
+                          {{"a"}, {large, "b"}}, {{large, "b"}, {large}}, {{large, "b"}, {}}};
+    for (const Case& one : cases) {
+        vek::Spool spool;
+        std::string expected;
+        for (const std::string& text : one.before) {
+            spool.append(text);
+            expected += text;
+        }
+        const auto size = spool.size();
+        CHECK(size == static_cast<std::int64_t>(expected.size()));
+        for (const std::string& text : one.behind) spool.append(text);
+        spool.cut_back(size);
+        CHECK(spool.size() == size);
+        spool.append("end");
+        std::string got;
+        spool.pass_on([&](std::string_view part) { got += part; });
+        CHECK((got == expected + "end"));
     }
 }
 

@@ -161,6 +161,18 @@ TEST_CASE("matrix: a packed triangle, rectangular values and an element function
     CHECK(tables[0]["notes"] == Json{"n"});
 }
 
+TEST_CASE("matrix: the corner is the label of the row names") {
+    TableStep step;
+    const std::string_view names[] = {"a", "b"};
+    const double values[] = {1, 0.5, 1};
+    matrix_table(step.out, "P", "l", "Drim.VEK.PDiff", {.rownames = names, .columnnames = names, .values = values},
+                 {.corner = "i/j"});
+    const Json columns = json_tables().at(0)["columns"];
+    CHECK(columns[0]["name"] == "Row");
+    CHECK(columns[0]["label"] == "i/j");
+    CHECK(columns[1]["label"] == "a");
+}
+
 TEST_CASE("matrix: stacked matrices are blocks with their keys and prefixes") {
     TableStep step;
     const std::string_view names[] = {"a", "b"};

@@ -54,7 +54,14 @@ constexpr Command commands[] = {
      "grep -q no/a err && ! test -e j.json"},
     {"an output that is a folder", "mkdir d; $V -o d ok.vek 2> err", 2, "test -d d && grep -q directory err"},
     {"a folder for data sets that is a file", "$V --keep plots.csv ok.vek 2> err", 2, "grep -q 'not a folder' err"},
-    {"several outputs may go to the null device", "$V -o /dev/null --log /dev/null ok.vek", 0, "true"},
+    {"several outputs may go to the null device",
+     "sed 's|run;|output out=\"/dev/null\" p=p; run;|' ok.vek | $V -o /dev/null --log /dev/null", 0, "true"},
+    {"the listing is a hundred columns wide where there is no terminal",
+     "(echo a,y; for i in $(seq 60); do echo $i,$i; echo $i,1; done) > b.csv; sed 's/plots/b/; s/variety/a/g; s/yield/y/' "
+     "ok.vek | $V > out 2> err",
+     0, "test $(wc -L < out) = 100"},
+    {"an error that nothing is suggested for has no suggestion in the data", "$V -q --json j bad2.vek 2> err", 1,
+     "grep -q '\"line\": *1' j && ! grep -q suggest j"},
     // ---- outputs
     {"the listing is standard output, the log standard error", "$V ok.vek > out 2> err", 0,
      "grep -q ClassLevels out || grep -q 'Class Levels' out && grep -q 'rows read' err"},
@@ -86,6 +93,8 @@ constexpr Command commands[] = {
     {"a data set of the command line", "$V -q --json j -d trial=plots.csv trial.vek 2> err", 0, "grep -q NObs j"},
     {"a program in another folder finds its data beside it", "mkdir sub; cd sub; $V -q --json j ../ok.vek 2> err", 0,
      "grep -q NObs sub/j"},
+    {"a data set of the command line in other letters", "$V -q --json j -d TRIAL=plots.csv trial.vek 2> err", 0,
+     "grep -q NObs j"},
     {"a data set by its name too",
      "mkdir sub; sed \"s/'plots.csv'/plots/\" ok.vek > t.vek; cd sub; $V -q --json j ../t.vek 2> err", 0,
      "grep -q data=plots t.vek && grep -q NObs sub/j"},
@@ -107,6 +116,7 @@ void make_files(const std::string& folder) {
     file("bad-then-ok.vek",
          "proc vek data='plots.csv'; class variety; model yield=varety; run;\n"
          "proc vek data='plots.csv'; class variety; model yield=variety; run;\n");
+    file("bad2.vek", "proc vek data='plots.csv'; class zzz; run;\n");
     file("trial.vek", "proc vek data=trial; class block variety; model yield=block variety; run;\n");
 }
 
