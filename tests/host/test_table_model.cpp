@@ -124,7 +124,11 @@ TEST_CASE("table: items keep their own kinds, and the column's type is what they
     Factoids texts(step.out, "Texts", "", "drim.VEK.PInfo");
     texts.item("a", "All pairs").percent("b", 0.99);
     texts.end();
+    Factoids none(step.out, "None", "", "drim.VEK.PInfo");
+    none.end();
     const Json tables = json_tables();
+    REQUIRE(tables.size() == 4);
+    CHECK(tables[3]["columns"][1]["type"] == "text");
     CHECK(tables[0]["kind"] == "factoid");
     CHECK(tables[0]["columns"][0]["name"] == "Label");
     CHECK(tables[0]["columns"][1]["name"] == "Value");

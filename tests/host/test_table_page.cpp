@@ -207,6 +207,7 @@ TEST_CASE("page: no text becomes an element, nothing is fetched, every link has 
         CHECK(html.find(forbidden) == std::string::npos);
     }
     CHECK(html.find("p&amp;q.vek:2:3: error: unexpected &lt;token&gt;") != std::string::npos);
+    CHECK(html.find("<pre>  a &lt; b\n    ^</pre>") != std::string::npos);
     // Elements are balanced.
     std::map<std::string, int> open;
     for (std::size_t at = html.find('<'); at != std::string::npos; at = html.find('<', at + 1)) {

@@ -60,6 +60,8 @@ constexpr Command commands[] = {
      "(echo a,y; for i in $(seq 60); do echo $i,$i; echo $i,1; done) > b.csv; sed 's/plots/b/; s/variety/a/g; s/yield/y/' "
      "ok.vek | $V > out 2> err",
      0, "test $(wc -L < out) = 100"},
+    {"what would mend an error is in the data", "$V -q --json j bad.vek 2> err", 1,
+     "grep -q '\"line\": *2, *\"column\": *13, *\"length\": *6, *\"suggest\": *\"variety\"' j"},
     {"an error that nothing is suggested for has no suggestion in the data", "$V -q --json j bad2.vek 2> err", 1,
      "grep -q '\"line\": *1' j && ! grep -q suggest j"},
     // ---- outputs
