@@ -180,7 +180,8 @@ TEST_CASE("reference: a variable that is suggested is written as a program write
 TEST_CASE("formats: text of a value, and the sixteen bytes that classify it") {
     DataStep step;
     REQUIRE(value_statement("grade low-<50='low' 50-79.5,90='middle' .A='away' other='else'"));
-    REQUIRE(value_statement("mark 1='one' other='elsewhere'"));
+    REQUIRE(value_statement("mark. 1='one' other='elsewhere'"));  // the name with its point, as it is used
+    REQUIRE(value_statement("sign low-<0='neg' 0='zero' 0<-high='pos'"));
     REQUIRE(
         value_statement("$city 'B'='Berlin' 'H'-'K'='\xC3\x9C"
                         "berall' ' '='none'"));
@@ -207,6 +208,9 @@ TEST_CASE("formats: text of a value, and the sixteen bytes that classify it") {
         {"grade.", vzmissing('A'), "away"},
         {"grade.", missing, "else"},
         {"grade3.", 50, "mid"},
+        {"sign.", -1, "neg"},
+        {"sign.", 0, "zero"},
+        {"sign.", 5e-324, "pos"},
     };
     for (const Case& one : cases) {
         CAPTURE(one.format);
@@ -224,6 +228,10 @@ TEST_CASE("formats: text of a value, and the sixteen bytes that classify it") {
     CHECK(format_value(city, std::string_view("")) == "none");
     CHECK(format_value(city, std::string_view("Z")) == "Z");
     CHECK(format_value(format_from_text("best", 0, 0), 0.5) == "         0.5");
+    CHECK(format_value(format_from_text("f", 99, 1), 0.5) == std::string(29, ' ') + "0.5");
+    Format narrow;
+    REQUIRE(format_of("$city3.", &narrow));
+    CHECK(format_value(narrow, std::string_view("B")) == "Ber");
     Format three;
     REQUIRE(format_of("$3.", &three));
     CHECK(format_value(three, std::string_view("\xC3\x84\xC3\x96\xC3\x9C\xC3\x9F")) == "\xC3\x84\xC3\x96\xC3\x9C");

@@ -249,6 +249,8 @@ TEST_CASE("mistakes: variables and effects that cannot be what the statement nee
                      {"RANDOM dose;", message_not_class, 8, 4, ""},
                      {"TEST H=block Evariety;", message_needs_value, 14, 8, "E=variety"},
                      {"LSMEANS block / AT zzz=1;", message_unknown_variable, 20, 3, ""},
+                     {"LSMEANS block / AT x1=;", message_incomplete, 23, 1, ""},
+                     {"LSMEANS block / SLICE=();", message_unexpected, 24, 1, ""},
                      {"REPEATED time 32768;", message_unexpected, 15, 5, ""},
                      {"LSMEANS INTERCEPT;", message_intercept_not_here, 9, 9, ""},
                      {"TEST H=x2 E=block;", message_not_in_model, 8, 2, "x1"},
@@ -306,6 +308,8 @@ TEST_CASE("mistakes: the way out is told where no word is near") {
         {"MODEL y1 = x1; TEST H=x1 E=x1*x2;", "expected one of its effects: x1"},
         {"# a comment\n;", "expected a comment to stand between /* and */"},
         {"MODEL y1 = x1 SOLUTION;", "write / SOLUTION there"},
+        {"MODEL y1 = x1 / MNAMES=a;", "; MNAMES belongs to MANOVA"},
+        {"MODEL y1 = x1 / ORDER=DATA;", "; ORDER belongs to PROC"},
         {"MODEL y1 = yeild;", "did you mean yield?"},
         {"MODEL y1 = x1; MANOVA x;", "expected H=, E=, M=, MNAMES=, PREFIX=, \"/\" or \";\""},
     };
@@ -404,7 +408,10 @@ TEST_CASE("mistakes: statements where they do not belong") {
         {"PROC VEK 'trial.csv'; MODEL y1=x1; RUN;", {message_unexpected}},
         {"PROC VEK DATA=TRIAL(KEEP=y1 x1); ID _CHARACTER_; MODEL y1=x1; RUN;", {}},
         {"PROC VEK DATA=TRIAL; LABEL y1='a'\nwhere='b'; MODEL y1=x1; RUN;", {message_unknown_variable}},
+        {"PROC VEK DATA=TRIAL; CLASS block 'MODEL'n y1; MODEL y1=x1; RUN;", {message_unknown_variable}},
         {"PROC VEK DATA=TRIAL; CLASS block; MODEL y1 = x1(CLASS block); RUN;", {message_unknown_variable}},
+        {"PROC VEK DATA=TRIAL; BY DESCENDING block; MODEL y1=; RUN; MEANS x; QUIT; MODEL y1=x1;",
+         {31, message_outside_step}},  // QUIT ends what is passed over too
         {"MODEL y1 = x1; CLASS block; TITLE 'a'; MODEL y1 = x1;", {message_outside_step, message_outside_step}},
         {"TITLE 'a';\rRUN;\nTITLE '\xF6';\nTITLE '\xF6';", {message_lone_return, message_bad_encoding}},
         {"PROC VEK DATA='nosuch.csv' DATA=TRIAL; MODEL y1=x1; RUN;", {}},

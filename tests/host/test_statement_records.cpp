@@ -59,6 +59,7 @@ TEST_CASE("records: list statements write into the PROC record, with every form 
     check("", {
                   {"CLASS block variety; CLASSES dose block;", "PROC | 2: 10 11 7 | 11: input"},
                   {"ID y1-y3 y:;", "PROC | 7: 1 2 3 0 | 11: input"},
+                  {"ID x2--x2;", "PROC | 7: 5 | 11: input"},
                   {"ID Y1--x1;", "PROC | 7: 1 2 3 4 | 11: input"},
                   {"ID dose-numeric-variety;", "PROC | 7: 7 8 9 | 11: input"},
                   {"ID plots-CHAR-variety x:;", "PROC | 7: 10 11 4 5 6 | 11: input"},
@@ -147,6 +148,7 @@ TEST_CASE("records: MANOVA and REPEATED") {
             {"MANOVA H=INTERCEPT block E=variety M=y1-y2 MNAMES=d1-d2 e PREFIX=z;",
              "MANOVA | 3: Intercept block | 4: variety | 5: -1 1 -2 2 | 6: 1 1 | 7: d1 d2 e | 8: z"},
             {"MANOVA M=-2*y1+y2, 0.5*y1;", "MANOVA | 5: -2 1 -1 2 -3 -1 1 | 6: 2 1 0.5"},
+            {"MANOVA M=(1 -1) M=y1-y2;", "MANOVA | 5: -1 1 -2 2 | 6: 1 1"},
             {"MANOVA M=(1 -1, 0 +2) MNAME=a;", "MANOVA bits 8 | 5: 0 0 -3 0 0 | 6: 1 -1 0 2 | 7: a"},
             {"REPEATED time;", "REPEATED | 1: time | 2: 0 | 4: 0 | 5: 2 | 6: 0"},
             {"REPEATED;", "REPEATED"},
@@ -206,6 +208,7 @@ TEST_CASE("records: LSMEANS, RANDOM and OUTPUT") {
              "LSMEANS bits 4 | 2: block block*variety | 7: -4 | 11: 'B1' 'B1' 'red' | 20: 1 2"},
             {"LSMEANS block / P=ANOM ADJ=BONFERRONI;", "LSMEANS bits 3 | 2: block | 7: -5 | 10: -1"},
             {"LSMEANS block / ADJUST=EXACT AT MEANS;", "LSMEANS bits 11 | 2: block | 10: 0"},
+            {"LSMEANS block / AT MEAN CL;", "LSMEANS bits 7 11 | 2: block"},
             {"LSMEANS block / AT x1=1 TO 3 CL;", "LSMEANS bits 7 11 | 2: block | 18: 4 | 19: 1 2 3"},
             {"LSMEANS block / AT (x1 x2)=(1, -2.5) SLICE=variety SIMPLE=(INTERCEPT block);",
              "LSMEANS bits 11 | 2: block | 18: 4 5 | 19: 1 -2.5 | 21: variety Intercept block"},

@@ -5,6 +5,7 @@
 #include <random>
 #include <string>
 
+#include "host/table/heading.h"
 #include "host/table/text_width.h"
 #include "numeric/missing.h"
 #include "support/table_support.h"
@@ -288,6 +289,29 @@ TEST_CASE("listing: titles and folders are repeated when they change, not otherw
     CHECK(count("block = 2\n") == 1);
     CHECK(count("Dependent variable: y1") == 0);  // the title says it
     CHECK(count("Analysis of Variance\n---") == 3);
+}
+
+TEST_CASE("headings: a folder is left out where a title names it, and stands again under another label") {
+    const std::pair<const char*, std::vector<std::string>> titles[] = {
+        {"Dependent Variable: y1", {}},
+        {"y1 and y2", {}},
+        {"Dependent Variable: y10", {"Dependent variable: y1"}},
+        {"Dependent Variable: my1", {"Dependent variable: y1"}},
+        {"Dependent Variable: y1_a", {"Dependent variable: y1"}},
+    };
+    for (const auto& [title, headings] : titles) {
+        CAPTURE(title);
+        ReportContext context;
+        context.titles = {title};
+        context.path.push_back({"y1", "y1", "Dependent"});
+        CHECK(folder_headings(context) == headings);
+    }
+    ReportContext one, other;
+    one.path.push_back({"y1", "Yield", "Dependent"});
+    other.path.push_back({"y1", "Height", "Dependent"});
+    CHECK(folder_headings(one) == std::vector<std::string>{"Yield"});
+    CHECK_FALSE(same_folders(one, other));
+    CHECK(same_folders(one, one));
 }
 
 TEST_CASE("listing: stacked matrices show their cells above each other") {
