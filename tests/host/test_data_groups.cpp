@@ -146,10 +146,10 @@ TEST_CASE("BY on formatted values: neighbours with one text are one group") {
 TEST_CASE("the values as they are shown, and lines of a file or rows in memory, stand in messages about data") {
     DataStep step;
     const std::string path = step.write("d.csv", "a,y,z\n2,1,3\n1,2,\n");
-    const ProgramResult result = run_whole("PROC VEK DATA='" + path + "'; FORMAT a 8.2; BY a; MODEL y=; QUIT;\n" +
-                                           "PROC VEK DATA='" + path + "'; MODEL y=; OUTPUT OUT=copy P=p; QUIT;\n" +
-                                           "PROC VEK DATA=copy; MODEL z=; QUIT;\n" +
-                                           "PROC VEK DATA=copy; BY a; MODEL y=; QUIT;");
+    const ProgramResult result =
+        run_whole("PROC VEK DATA='" + path + "'; FORMAT a 8.2; BY a; MODEL y=; QUIT;\n" + "PROC VEK DATA='" + path +
+                  "'; MODEL y=; OUTPUT OUT=copy P=p; QUIT;\n" + "PROC VEK DATA=copy; MODEL z=; QUIT;\n" +
+                  "PROC VEK DATA=copy; BY a; MODEL y=; QUIT;");
     std::vector<std::string> errors;
     for (const LogEntry& entry : result.log) {
         if (entry.level == Level::error) errors.push_back(entry.text);
@@ -382,7 +382,7 @@ TEST_CASE("texts compare as if the shorter one had blanks behind it") {
         std::string a, b;
         int order;
     };
-    const Pair pairs[] = {{"ab", "ab", 0}, {"ab", "ab  ", 0}, {"", " ", 0},        {"ab", "abc", -1},   {"ab!", "ab", 1},
+    const Pair pairs[] = {{"ab", "ab", 0}, {"ab", "ab  ", 0}, {"", " ", 0},       {"ab", "abc", -1},  {"ab!", "ab", 1},
                           {"B", "a", -1},  {"b", "a\xC3", 1}, {"ab\t", "ab", -1}, {"ab", "ab \n", 1}, {"\xC3", "z", 1}};
     for (const Pair& pair : pairs) {
         CAPTURE(pair.a);

@@ -182,6 +182,7 @@ TEST_CASE("formats: text of a value, and the sixteen bytes that classify it") {
     REQUIRE(value_statement("grade low-<50='low' 50-79.5,90='middle' .A='away' other='else'"));
     REQUIRE(value_statement("mark. 1='one' other='elsewhere'"));  // the name with its point, as it is used
     REQUIRE(value_statement("sign low-<0='neg' 0='zero' 0<-high='pos'"));
+    REQUIRE(value_statement("above 0='zero' 0<-high='pos'"));
     REQUIRE(
         value_statement("$city 'B'='Berlin' 'H'-'K'='\xC3\x9C"
                         "berall' ' '='none'"));
@@ -211,6 +212,7 @@ TEST_CASE("formats: text of a value, and the sixteen bytes that classify it") {
         {"sign.", -1, "neg"},
         {"sign.", 0, "zero"},
         {"sign.", 5e-324, "pos"},
+        {"above.", 0, "zero"},
     };
     for (const Case& one : cases) {
         CAPTURE(one.format);
@@ -312,9 +314,9 @@ TEST_CASE("formats and VALUE: a mistake is reported at its token") {
         int column;
         const char* value;
     };
-    const Overlap overlaps[] = {{"a 5='x' 1-9='y'", 9, "5"},        {"a 1-9='y' 5='x'", 11, "5"},
+    const Overlap overlaps[] = {{"a 5='x' 1-9='y'", 9, "5"},           {"a 1-9='y' 5='x'", 11, "5"},
                                 {"a low-5='x' low-<0='y'", 13, "LOW"}, {"a low-<0='x' low-5='y'", 14, "LOW"},
-                                {"a .B='x' .A-.C='y'", 10, ".B"},    {"$a 'u'='x' 'u'-'v'='y'", 12, "'u'"}};
+                                {"a .B='x' .A-.C='y'", 10, ".B"},      {"$a 'u'='x' 'u'-'v'='y'", 12, "'u'"}};
     for (const Overlap& one : overlaps) {
         CAPTURE(one.text);
         Failure failure;
@@ -326,8 +328,8 @@ TEST_CASE("formats and VALUE: a mistake is reported at its token") {
     }
     const Case formats[] = {
         {"0.", 22, ""},          {"33.2", 22, ""},        {"8.8", 23, ""},      {"$grade", 21, "$grade."},
-        {"grad.", 20, "grade."}, {"bst8.", 20, "best8."}, {"$nosuch.", 20, ""},
-        {"$32768.", 22, ""},     {"grade32768.", 22, ""},
+        {"grad.", 20, "grade."}, {"bst8.", 20, "best8."}, {"$nosuch.", 20, ""}, {"$32768.", 22, ""},
+        {"grade32768.", 22, ""},
     };
     for (const Case& one : formats) {
         CAPTURE(one.text);

@@ -94,6 +94,7 @@ TEST_CASE("mistakes: a misspelt word gets the nearest that can stand there, in t
                     {"MODEL y1 = block*varity;", message_unknown_variable, 18, 6, "variety"},
                     {"MODEL y1 = x1 / SOL;", message_unknown_option, 17, 3, "SOLUTION"},
                     {"MODEL y1 = x1 / TUKEY;", message_unknown_option, 17, 5, ""},
+                    {"CLASS 'nosuch';", message_unexpected, 7, 8, ""},
                     {"CLASS 'block';", message_unexpected, 7, 7, "block"},
                 });
     check(model, {
@@ -318,6 +319,8 @@ TEST_CASE("mistakes: the way out is told where no word is near") {
         const std::vector<LogEntry> errors = errors_of(std::string("PROC VEK DATA=TRIAL;\n") + advice.statement);
         REQUIRE(errors.size() == 1);
         CHECK(errors[0].excerpt.find(advice.text) != std::string::npos);
+        const bool option = std::string_view(advice.statement) == "MODEL y1 = x1 p;";
+        CHECK((errors[0].excerpt.find("the option follows") != std::string::npos) == option);
     }
 }
 
@@ -348,18 +351,18 @@ TEST_CASE("suggestions: the nearest word that fits, and only one that is near") 
         const char* best;
     };
     const Case cases[] = {
-        {"dosr", {"*dose", "dosa"}, "dosa"},        // of two as near the likelier one
-        {"hate", {"rate", "hats"}, "hats"},         // the one that begins alike
-        {"tset", {"tsek", "test"}, "test"},         // the one with the same letters
-        {"rate", {"rats", "rath"}, "rats"},         // else the first
-        {"yeild", {"field", "*yield"}, "yield"},    // a swap is one slip, two letters are two
-        {"sol", {"SOLUTION"}, "SOLUTION"},          // a beginning
-        {"so", {"SOLUTION"}, ""},                   // too little of one
-        {"x", {"y"}, ""},                           // nothing is left of the word
+        {"dosr", {"*dose", "dosa"}, "dosa"},      // of two as near the likelier one
+        {"hate", {"rate", "hats"}, "hats"},       // the one that begins alike
+        {"tset", {"tsek", "test"}, "test"},       // the one with the same letters
+        {"rate", {"rats", "rath"}, "rats"},       // else the first
+        {"yeild", {"field", "*yield"}, "yield"},  // a swap is one slip, two letters are two
+        {"sol", {"SOLUTION"}, "SOLUTION"},        // a beginning
+        {"so", {"SOLUTION"}, ""},                 // too little of one
+        {"x", {"y"}, ""},                         // nothing is left of the word
         {"ab", {"b"}, "b"},
-        {"abcdefgh", {"xyzdefgh"}, "xyzdefgh"},     // three slips in a long word
+        {"abcdefgh", {"xyzdefgh"}, "xyzdefgh"},  // three slips in a long word
         {"abcdefgh", {"wxyzefgh"}, ""},
-        {"abcd", {"abxy"}, ""},                     // one in a short word
+        {"abcd", {"abxy"}, ""},  // one in a short word
     };
     for (const Case& one : cases) {
         CAPTURE(one.typed);
@@ -524,10 +527,11 @@ TEST_CASE("mistakes: a name that cannot be given to a statistic is pointed at it
 
 TEST_CASE("a variable may be called like a word of a statement, and is the nearer one where its type fits") {
     const Folder folder;
-    const std::string data = "'" + folder.write("d.csv",
-                                                "y,id,descending,notsorted,intercept,dosa,dosb\n"
-                                                "1,7,1,1,3,u,1\n2,7,1,1,4,v,1\n4,7,1,1,5,u,2\n"
-                                                "3,7,2,1,3,u,3\n5,7,2,1,4,v,5\n8,7,2,1,6,u,8\n") +
+    const std::string data = "'" +
+                             folder.write("d.csv",
+                                          "y,id,descending,notsorted,intercept,dosa,dosb\n"
+                                          "1,7,1,1,3,u,1\n2,7,1,1,4,v,1\n4,7,1,1,5,u,2\n"
+                                          "3,7,2,1,3,u,3\n5,7,2,1,4,v,5\n8,7,2,1,6,u,8\n") +
                              "'";
     struct Case {
         const char *statements, *seen;

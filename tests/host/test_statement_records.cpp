@@ -156,7 +156,8 @@ TEST_CASE("records: MANOVA and REPEATED") {
              "MONLY CANON MEAN HTYPE=3 ETYPE=1;",
              "REPEATED bits 5 7 8 9 10 | 1: t u v w | 2: 3 2 0 5 | 3: 1 2 4 1 3 5 7 9 | 4: 3 0 0 5 | 5: 0 2 4 3 | 6: 1 "
              "0 | 7: 3 | 8: 1"},
-            // Ranges of numbers fall where the last one is smaller; what a sum of steps loses to rounding is no step less.
+            // Ranges of numbers fall where the last one is smaller; what a sum of steps loses to rounding is no step
+            // less.
             {"REPEATED t (1 TO 15 BY WEEK, 3 TO 1) MEAN, u (3 TO 4 BY DAY, 0.1 TO 0.3 BY 0.1, 7 TO 7);",
              "REPEATED | 1: t u | 2: 0 0 | 3: 1 8 15 3 2 1 3 4 0.1 0.2 0.30000000000000004 7 | 4: 6 6 | 5: 4 2 "
              "| 6: 0 0"},
@@ -220,8 +221,7 @@ TEST_CASE("records: LSMEANS, RANDOM and OUTPUT") {
             {"OUTPUT;", "OUTPUT | 1: output"},
             {"OUTPUT OUT=o P=p1-p2 RESIDUALS=r LCLM=a UCLM=b LCL=c UCL=d / ALPHA=.2;",
              "OUTPUT | 1: output | 2: p1 p2 r a b c d | 3: 0 1 2 3 4 5 | 4: 2 1 1 1 1 1 | 5: 0.2"},
-            {"OUTPUT OUT=o P=p08-p10 R=r1-r02;",
-             "OUTPUT | 1: output | 2: p08 p09 p10 r1 r2 | 3: 0 1 | 4: 3 2"},
+            {"OUTPUT OUT=o P=p08-p10 R=r1-r02;", "OUTPUT | 1: output | 2: p08 p09 p10 r1 r2 | 3: 0 1 | 4: 3 2"},
             {"OUTPUT L95M=a U95M=b L95=c U95=d STDP=e STDR=f STDI=g STUDENT=h COOKD=i H=j PRESS=k RSTUDENT=l DFFITS=m "
              "COVRATIO='n o'n;",
              "OUTPUT bits 1 | 1: output | 2: a b c d e f g h i j k l m n o | 3: 2 3 4 5 6 7 8 9 10 11 12 13 14 15 | 4: "

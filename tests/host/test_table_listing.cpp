@@ -469,6 +469,32 @@ TEST_CASE("listing: rows are as wide as their rule, also where a number between 
     for (const char* row : {"a ", "b ", "c "}) CHECK(line_with(text, row).size() == rule);
 }
 
+TEST_CASE("listing: what has no point stands at the right edge of its column") {
+    struct Case {
+        double first, second;
+        int decimals;
+        const char* text;
+    };
+    const Case cases[] = {
+        {0.5, 1e15, 4, "\nfirst    0.5000\nsecond     1E15\n---"},
+        {5, missing, 99, "\nfirst        5\nsecond       .\n---"},
+        {12.5, missing, 99, "\nfirst     12.5\nsecond      .\n---"},  // unless it is one
+    };
+    for (const Case& one : cases) {
+        TableStep step;
+        std::string name = "first";
+        double value = one.first;
+        Table t(step.out, "Any", "Any");
+        t.text("Name", 8, name).number("Value", value, 12, one.decimals).bind("drim.VEK.None");
+        t.row();
+        name = "second";
+        value = one.second;
+        t.row();
+        t.end();
+        CHECK(listing().find(one.text) != std::string::npos);
+    }
+}
+
 TEST_CASE("listing: a note explains a mark where there is one, a letter column stands close, a heading lacks no key") {
     for (const bool marked : {false, true}) {
         TableStep step;

@@ -207,6 +207,7 @@ TEST_CASE("page: no text becomes an element, nothing is fetched, every link has 
         CHECK(html.find(forbidden) == std::string::npos);
     }
     CHECK(html.find("p&amp;q.vek:2:3: error: unexpected &lt;token&gt;") != std::string::npos);
+    CHECK(html.find("<td class=\"n j\">1.5") != std::string::npos);  // its mark stands close behind it
     CHECK(html.find("<pre>  a &lt; b\n    ^</pre>") != std::string::npos);
     // Elements are balanced.
     std::map<std::string, int> open;
@@ -272,6 +273,10 @@ TEST_CASE("page: headings over columns, figure blanks, and what a table's class 
     form.row();
     form.row();
     form.end();
+    Table spread(step.out, "HOVFTest", "The label");
+    spread.text("Source", 8, name).attribute("h1text", "A test; of y").bind("drim.VEK.HoVTest");
+    spread.row();
+    spread.end();
     Factoids items(step.out, "PredictedInfo", "Items", "drim.VEK.PInfo");
     items.item("Count", 7);
     items.end();
@@ -292,10 +297,11 @@ TEST_CASE("page: headings over columns, figure blanks, and what a table's class 
     CHECK(html.find(">1\u2008\u2007\u2007</td>") != std::string::npos);
     CHECK(html.find(" class=\"k\">A</") != std::string::npos);
     CHECK(times(html, "<tr class=\"break\">") == 1);
-    CHECK(times(html, "<table aria-labelledby=\"c") == 5);
+    CHECK(html.find(">A test<br>of y</figcaption>") != std::string::npos);
+    CHECK(times(html, "<table aria-labelledby=\"c") == 6);
     CHECK(times(html, " class=\"items\">") == 1);
     CHECK(times(html, " class=\"tight\">") == 1);
-    CHECK(times(html, " class=\"short\">") == 4);
+    CHECK(times(html, " class=\"short\">") == 5);
     CHECK(times(html, " class=\"short wide\">") == 1);
     CHECK(times(html, "tabindex=\"0\"") == 2);  // the estimates and the wide matrix may be wider than the window
     CHECK(html.find("<pre>") == std::string::npos);
@@ -329,6 +335,7 @@ TEST_CASE("page and Markdown: titles and folders stand where they change") {
     vek::tables().set_title(1, "Another");
     small_table(step.out, "Five");
     const std::string md = markdown(), html = page();
+    CHECK(times(md, "| :--- | ---: |\n") == 5);
     CHECK(times(md, "## The first\n") == 1);
     CHECK(times(md, "## The second\n") == 1);
     CHECK(times(md, "block = 2\n") == 2);

@@ -93,6 +93,9 @@ constexpr Command commands[] = {
      "grep -qx old l && ! test -e j && ! ls -a | grep -q '[.]tmp$'"},
     // ---- data sets
     {"a data set of the command line", "$V -q --json j -d trial=plots.csv trial.vek 2> err", 0, "grep -q NObs j"},
+    {"data in the current directory go before those beside the program",
+     "mkdir sub; cp ok.vek sub; head -n 3 plots.csv > sub/plots.csv; $V -q sub/ok.vek 2> err", 0,
+     "grep -q '6 rows read' err"},
     {"a program in another folder finds its data beside it", "mkdir sub; cd sub; $V -q --json j ../ok.vek 2> err", 0,
      "grep -q NObs sub/j"},
     {"a data set of the command line in other letters", "$V -q --json j -d TRIAL=plots.csv trial.vek 2> err", 0,
