@@ -11,6 +11,7 @@
 #include "host/data/delimiter_index.h"
 #include "host/data/row_source.h"
 #include "host/data_support.h"
+#include "support/program_support.h"
 
 using namespace vek;
 using namespace vek::test;
@@ -86,9 +87,12 @@ TEST_CASE("good files: what a file holds must come out, cell by cell, with its l
         {"another ending", "a,y\n1,2\n3,4\n", "", "a y", rows3, "", "d.dat"},
         {"separator by option", "a;y\n1;2\n3;4\n", "(delimiter=';')", "a y", rows3},
         {"tab by option", "a\ty\n1\t2\n3\t4\n", "(delimiter='\\t')", "a y", rows3},
+        {"tab by its name", "a\ty\n1\t2\n3\t4\n", "(delimiter='Tab')", "a y", rows3},
+        {"blank by option", "a y\n1 2\n3 4\n", "(delimiter=' ')", "a y", rows3},
         {"decimal comma", "a;y\n1;2,5\n3;-,5e1\n", "(delimiter=';' decimal=',')", "a y", "2:1 2.5; 3:3 -5"},
         {"decimal comma in quotes", "a,y\n1,\"2,5\"\n3,\"1.234,5\"\n", "(decimal=',')", "a y", "2:1 2.5; 3:3 1234.5"},
         {"lines in front of the names", "made by hand\n\"\na,y\n1,2\n3,4\n", "(skip=2)", "a y", "4:1 2; 5:3 4"},
+        {"no lines in front of the names", "a,y\n1,2\n3,4\n", "(skip=0)", "a y", rows3},
         {"blank lines", "a,y\n\n1,2\n\r\n\n3,4\n\n", "", "a y", "3:1 2; 6:3 4"},
         {"one column: a blank line is missing", "y\n1\n\n2\n", "", "y", "2:1; 3:.; 4:2"},
         {"one column: CRLF", "y\r\n1\r\n\r\n2\r\n", "", "y", "2:1; 3:.; 4:2"},
@@ -112,6 +116,8 @@ TEST_CASE("good files: what a file holds must come out, cell by cell, with its l
         {"plain text makes no note", "t\nx\n1\n", "", "t:$1", "2:|x|; 3:|1|"},
         {"a length without quotes and blanks", "t\n\"abc\"\nab  \n", "", "t:$3", "2:|abc|; 3:|ab|"},
         {"latin1", "t\n\xE4\n", "(encoding='Latin 1')", "t:$2", "2:|\xC3\xA4|"},
+        {"letters of latin1 that look like a byte order mark", "\xFF\xFE,y\n1,2\n3,4\n", "(encoding='latin1')",
+         "\xC3\xBF\xC3\xBE y", rows3},
         {"windows-1252", "t\n\x80\n", "(encoding='windows-1252')", "t:$3", "2:|\xE2\x82\xAC|"},
         {"a number too large in a text column", "t\n1e400\nx\n", "", "t:$5", "2:|1e400|; 3:|x|", "910/16@3"},
         {"a semicolon in a one-column file", "t\na;b\nc\n", "", "t:$3", "2:|a;b|; 3:|c|"},
@@ -266,6 +272,21 @@ TEST_CASE("a file that is not there: the nearest name is suggested, and the endi
         CHECK(host_log().entries()[0].suggest ==
               (slip.meant.empty() ? std::string() : "'" + step.path(slip.meant) + "'"));
     }
+}
+
+TEST_CASE("a file that is not there is looked for beside the program, and its name is suggested as a text") {
+    const Folder folder;
+    folder.write("farm's.csv", "y,x\n1,2\n");
+    folder.write("bad.vek", "proc vek data=\"farms.csv\"; model y=x; run;\n");
+    CommandLine command;
+    command.programs = {folder.path() + "/bad.vek"};
+    command.quiet = true;
+    command.log = folder.path() + "/log";
+    session().reset_for_test();
+    CHECK(session().run(command) == 1);
+    REQUIRE(host_log().error_count() == 1);
+    CHECK(host_log().entries()[0].suggest == "'farm''s.csv'");
+    session().reset_for_test();
 }
 
 TEST_CASE("what cannot be opened: a folder, a file that is not there, a name that nothing has") {

@@ -2,16 +2,21 @@
 // readers they are read.
 #include <doctest/doctest.h>
 
+#include <algorithm>
 #include <map>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "host/data/expression.h"
+#include "host/data/expression_node.h"
+#include "host/data/row_blocks.h"
 #include "host/data_support.h"
+#include "support/program_support.h"
 
 using namespace vek;
 using namespace vek::test;
+using namespace std::string_literals;
 
 namespace {
 
@@ -114,15 +119,78 @@ TEST_CASE("BY: groups follow their values, and data out of order are refused wit
 }
 
 TEST_CASE("BY on formatted values: neighbours with one text are one group") {
+    for (const char* block : {"one block", "a few bytes"}) {
+        CAPTURE(block);
+        DataStep step;
+        for (const char* statement : {"size low-4='small' 5-high='large';", "$half 'a'-'m'='first' other='second';"}) {
+            Scanner scanner("test.vek", statement);
+            TokenCursor cursor(&scanner);
+            cursor.load();
+            REQUIRE(parse_value_statement(cursor));
+        }
+        set_block_bytes(*block == 'o' ? 0 : 16);  // the second: each group lies in several blocks
+        std::string bytes = "a,t,y\n";
+        for (const char* row : {"1,b", "2,c", "3,d", "4,p", "5,q", "6,r", "7,s", "8,e", "9,f"}) bytes += row + ",0\n"s;
+        DataSet* data = step.open_bytes(bytes, "(drop=y)");
+        set_block_bytes(0);
+        set_format(data, 0, format_from_text("size", 0, 0));
+        set_format(data, 1, format_from_text("$half", 0, 0));
+        by(data, {"a"});
+        CHECK(groups(data) == "a=small 1 |b|; 2 |c|; 3 |d|; 4 |p| | a=large 5 |q|; 6 |r|; 7 |s|; 8 |e|; 9 |f|");
+        by(data, {"t"}, true);
+        CHECK(groups(data) ==
+              "t=first 1 |b|; 2 |c|; 3 |d| | t=second 4 |p|; 5 |q|; 6 |r|; 7 |s| | t=first 8 |e|; 9 |f|");
+    }
+}
+
+TEST_CASE("the values as they are shown, and lines of a file or rows in memory, stand in messages about data") {
     DataStep step;
-    Scanner scanner("test.vek", "size low-4='small' 5-high='large';");
-    TokenCursor cursor(&scanner);
-    cursor.load();
-    REQUIRE(parse_value_statement(cursor));
-    DataSet* data = step.open_bytes("a,y\n1,1\n3,2\n7,3\n9,4\n");
-    by(data, {"a"});
-    set_format(data, 0, format_from_text("size", 0, 0));
-    CHECK(groups(data) == "a=small 1 1; 3 2 | a=large 7 3; 9 4");
+    const std::string path = step.write("d.csv", "a,y,z\n2,1,3\n1,2,\n");
+    const ProgramResult result =
+        run_whole("PROC VEK DATA='" + path + "'; FORMAT a 8.2; BY a; MODEL y=; QUIT;\n" + "PROC VEK DATA='" + path +
+                  "'; MODEL y=; OUTPUT OUT=copy P=p; QUIT;\n" + "PROC VEK DATA=copy; MODEL z=; QUIT;\n" +
+                  "PROC VEK DATA=copy; BY a; MODEL y=; QUIT;");
+    std::vector<std::string> errors;
+    for (const LogEntry& entry : result.log) {
+        if (entry.level == Level::error) errors.push_back(entry.text);
+    }
+    REQUIRE(errors.size() == 2);
+    CHECK(errors[0].ends_with("is not in the order of BY: a=1.00 in line 3 stands behind a=2.00"));
+    CHECK(std::any_of(result.log.begin(), result.log.end(), [](const LogEntry& entry) {
+        return entry.text == "copy: 2 rows read, 1 used; z cost 1 (row 2)";
+    }));
+    CHECK(errors[1] == "copy is not in the order of BY: a=1 in row 2 stands behind a=2");
+}
+
+TEST_CASE("a message within a BY group names the group by all of its variables") {
+    DataStep step;
+    const std::string path = step.write("d.csv", "a,b,y,x\n1,p,1,\n1,q,2,3\n");
+    const ProgramResult result = run_whole("PROC VEK DATA='" + path + "'; BY a b; MODEL y=x; QUIT;");
+    CHECK(std::any_of(result.log.begin(), result.log.end(),
+                      [](const LogEntry& entry) { return entry.text.ends_with(" (a=1 b=p)"); }));
+}
+
+TEST_CASE("no observation is left: the reason is told with the rows that there were") {
+    struct Case {
+        std::string bytes, options, reason;
+    };
+    const Case cases[] = {
+        {"a\n", "", ": it has no rows"},
+        {"a\n1\n", "(where=(a > 5))", ": WHERE holds for none of its 1 row"},
+        {"a\n1\n2\n", "(where=(a > 5))", ": WHERE holds for none of its 2 rows"},
+        {"a\n1\n2\n", "(obs=0)", ": OBS= takes none of its 2 rows"},
+        {"a\n1\n2\n", "(firstobs=2 obs=1)", ": OBS= takes none of its 2 rows"},
+        {"a\n1\n2\n", "(firstobs=3)", ": FIRSTOBS= passes over all 2 rows"},
+        {"a\n1\n2\n", "(firstobs=2 where=(a = 1))", ": FIRSTOBS= passes over all 1 row that WHERE holds for"},
+    };
+    for (const Case& one : cases) {
+        CAPTURE(one.options);
+        DataStep step;
+        DataSet* data = step.open_bytes(one.bytes, one.options);
+        CHECK(all_rows(data).empty());
+        REQUIRE(host_log().entries().size() == 1);
+        CHECK(host_log().entries()[0].text == "no observation of " + step.path("d.csv") + " is left" + one.reason);
+    }
 }
 
 TEST_CASE("conditions, FIRSTOBS= and OBS=: rows are counted among those that the conditions hold for") {
@@ -309,6 +377,21 @@ TEST_CASE("conditions: each operator on numbers, texts and missing values") {
     }
 }
 
+TEST_CASE("texts compare as if the shorter one had blanks behind it") {
+    struct Pair {
+        std::string a, b;
+        int order;
+    };
+    const Pair pairs[] = {{"ab", "ab", 0}, {"ab", "ab  ", 0}, {"", " ", 0},       {"ab", "abc", -1},  {"ab!", "ab", 1},
+                          {"B", "a", -1},  {"b", "a\xC3", 1}, {"ab\t", "ab", -1}, {"ab", "ab \n", 1}, {"\xC3", "z", 1}};
+    for (const Pair& pair : pairs) {
+        CAPTURE(pair.a);
+        CAPTURE(pair.b);
+        CHECK(compare_texts(pair.a, pair.b) == pair.order);
+        CHECK(compare_texts(pair.b, pair.a) == -pair.order);
+    }
+}
+
 TEST_CASE("conditions: a mistake is reported at its token, with what would mend it") {
     struct Case {
         std::string condition;
@@ -328,6 +411,10 @@ TEST_CASE("conditions: a mistake is reported at its token, with what would mend 
         {"t + 1 = 2", 4, 1, ""},
         {"t", 5, 1, ""},
         {"x = 1 and t", 5, 11, ""},
+        {"x = '7a'", 3, 5, ""},
+        {"-t = 1", 4, 2, ""},
+        {"t ** 2 = 4", 4, 1, ""},
+        {"2 ** t = 4", 4, 6, ""},
         {"x =", 1, 4, ""},
         {"x = 1 2", 1, 7, ""},
         {"(x = 1", 8, 7, ""},
@@ -354,20 +441,33 @@ TEST_CASE("conditions: a mistake is reported at its token, with what would mend 
 }
 
 TEST_CASE("the step's note counts rows and the lines that a variable cost") {
-    DataStep step;
-    DataSet* data = step.open_bytes("a,y\n1,\n2,2\n3,\n4,\n5,\n6,\n7,\n");
-    REQUIRE(xbynext(data));
-    FetchList* list = xvgeti(data, 1);
-    xvgetd(list, 1);
-    xvgete(list);
-    Column column;
-    const int rows = xybget(list, &column);
-    for (int r = 0; r < rows; ++r) {
-        if (wzmis(column.number[r])) xolost(list, 1, r);
+    struct Case {
+        int lost;  // of seven rows, the first ones
+        const char* told;
+    };
+    const Case cases[] = {{0, ""},
+                          {1, "; y cost 1 (line 2)"},
+                          {2, "; y cost 2 (lines 2, 3)"},
+                          {5, "; y cost 5 (lines 2, 3, 4, 5, 6)"},
+                          {6, "; y cost 6 (lines 2, 3, 4, 5, 6, ...)"}};
+    for (const Case& one : cases) {
+        DataStep step;
+        std::string bytes = "a,y\n";
+        for (int row = 0; row < 7; ++row) bytes += row < one.lost ? "1,\n" : "1,2\n";
+        DataSet* data = step.open_bytes(bytes);
+        REQUIRE(xbynext(data));
+        FetchList* list = xvgeti(data, 1);
+        xvgetd(list, 1);
+        xvgete(list);
+        Column column;
+        const int rows = xybget(list, &column);
+        for (int r = 0; r < rows; ++r) {
+            if (wzmis(column.number[r])) xolost(list, 1, r);
+        }
+        xoused(data, rows, rows - one.lost);
+        end_step_data();
+        REQUIRE(host_log().entries().size() == 1);
+        CHECK(host_log().entries()[0].text ==
+              step.path("d.csv") + ": 7 rows read, " + std::to_string(7 - one.lost) + " used" + one.told);
     }
-    xoused(data, rows, 1);
-    end_step_data();
-    REQUIRE(host_log().entries().size() == 1);
-    CHECK(host_log().entries()[0].text ==
-          step.path("d.csv") + ": 7 rows read, 1 used; y cost 6 (lines 2, 4, 5, 6, 7, ...)");
 }

@@ -57,6 +57,7 @@ std::vector<std::string> left_in(const std::string& folder) {
 
 TEST_CASE("a data set in memory is there for the next step, with its labels, and not before its group has ended") {
     DataStep step;
+    fill(step.create("only(drop=_name_ rename=(x=y))"), {{1.5, "a"}});
     fill(step.create("Stats"), {{1.5, "a"}, {missing, ""}, {vzmissing('Q'), "c d"}});
     CHECK(step.open("stats") == nullptr);
     host_log().clear();
@@ -66,6 +67,7 @@ TEST_CASE("a data set in memory is there for the next step, with its labels, and
     DataSet* data = step.open("stats");
     CHECK(directory(data) == "x _NAME_:$24");
     CHECK(xvname(data, 0).label == "a label");
+    CHECK(directory(step.open("only")) == "y");
     CHECK(joined(all_rows(data, true)) == "1:1.5 |a|; 2:. ||; 3:.Q |c d|");
     CHECK(xoinfo(data, 9) == 3);
     CHECK(xoinfo(data, 23) == 1);
@@ -142,11 +144,22 @@ TEST_CASE("files: every double reads back, and texts are quoted where they must 
             }
         }
     }
-    DataStep step;
-    fill(step.create("'" + step.path("o.csv") + "'"),
-         {{100000, "a"}, {0.1, "b"}, {missing, ""}, {vzmissing('A'), "d"}});
-    REQUIRE(end_run_group_data(true));
-    CHECK(content(step.path("o.csv")) == "x,_NAME_\n100000,a\n0.1,b\n,\n.A,d\n");
+    const std::pair<const char*, const char*> forms[] = {
+        {"", "x,_NAME_\n100000,a\n0.1,b\n,\n.A,d\n"},
+        {"(delimiter=';' decimal=',')", "x;_NAME_\n100000;a\n0,1;b\n;\n.A;d\n"},
+        {"(decimal=',')", "x,_NAME_\n100000,a\n\"0,1\",b\n,\n.A,d\n"},
+        {"(delimiter=' ')", "x _NAME_\n100000 a\n0.1 b\n \n.A d\n"},
+    };
+    for (const auto& [options, bytes] : forms) {
+        CAPTURE(options);
+        DataStep step;
+        fill(step.create("'" + step.path("o.csv") + "'" + options),
+             {{100000, "a"}, {0.1, "b"}, {missing, ""}, {vzmissing('A'), "d"}});
+        REQUIRE(end_run_group_data(true));
+        CHECK(content(step.path("o.csv")) == bytes);
+        // Without DATA= the file made last is read as it was written.
+        CHECK(joined(all_rows(open_last({}))) == "100000 |a|; 0.10000000000000001 |b|; . ||; .A |d|");
+    }
 }
 
 TEST_CASE("copied variables keep name, type, length, label and format, in any order of the input's blocks") {
@@ -191,11 +204,49 @@ TEST_CASE("copied variables keep name, type, length, label and format, in any or
     CHECK(rows[0] == "|name0| 0 0");
     CHECK(rows[29999] == "|name29999| 29999 59998");
     CHECK(log_numbers() == "910/42");
+    CHECK(host_log().entries()[0].text == "the data set copy has 30000 rows and 3 variables");
+}
+
+TEST_CASE("a data set that is made again takes the place of the old one, and is the one made last") {
+    DataStep step;
+    const std::string file = step.path("d");
+    const auto make = [&](const std::string& name, double value) {
+        fill(step.create(name), {{value, "a"}});
+        CHECK(end_run_group_data(true));
+    };
+    make("first", 1);
+    make("second", 2);
+    make("FIRST", 3);  // within one step too, once its group has ended
+    CHECK(joined(all_rows(open_last({}))) == "3 |a|");
+    CHECK(joined(all_rows(step.open("first"))) == "3 |a|");
+    make("'" + file + "'", 4);
+    make("second", 5);
+    make("'" + file + "'", 6);
+    CHECK(joined(all_rows(open_last({}))) == "6 |a|");
+    CHECK(log_numbers() == "");
+    // A file is no data set in memory, whatever its name.
+    CHECK(step.open("'" + file + "'n") == nullptr);
+    CHECK(log_numbers() == "910/22@1");
+}
+
+TEST_CASE("a file is read in the form that the reference at hand gives it") {
+    DataStep step;
+    const std::string file = "'" + step.write("d.csv", "a;y\nb;c\n1;2\n") + "'";
+    for (const auto& [options, shown] : {std::pair{"(delimiter=';')", "a:$1 y:$1"},
+                                         {"(delimiter=';' skip=1)", "b c"},
+                                         {"(delimiter=';')", "a:$1 y:$1"}}) {
+        CAPTURE(options);
+        begin_step_data();
+        DataSet* data = step.open(file + options);
+        REQUIRE(data != nullptr);
+        CHECK(directory(data) == shown);
+        end_step_data();
+    }
 }
 
 TEST_CASE("--keep writes the data sets of the run, and nothing outside its folder") {
     DataStep step;
-    for (const char* name : {"kept", "'../outside'n", "'a/b'n", "'.hidden'n", "Two"})
+    for (const char* name : {"kept", "'../outside'n", "'a/b'n", "'.hidden'n", "'a\x7f'n", "Two"})
         fill(step.create(name), {{1, name}});
     REQUIRE(end_run_group_data(true));
     const std::string folder = step.path("keep");
@@ -203,19 +254,41 @@ TEST_CASE("--keep writes the data sets of the run, and nothing outside its folde
     CHECK(joined(left_in(folder)) == "Two.csv; kept.csv");
     CHECK(joined(left_in(step.folder())) == "keep");
     CHECK(content(folder + "/kept.csv") == "x,_NAME_\n1,kept\n");
-    CHECK(log_numbers() == "910/44 910/44 910/44");
+    CHECK(log_numbers() == "910/44 910/44 910/44 910/44");
 }
 
 TEST_CASE("what cannot be written is refused, and a failed write leaves nothing") {
     DataStep step;
+    struct Refused {
+        const char *output, *log, *token;
+    };
+    const Refused rows[] = {
+        {"x(obs=3)", "910/73@1", "obs"},
+        {"x(firstobs=2)", "910/73@1", "firstobs"},
+        {"x(where=(x > 1))", "910/73@1", "where"},
+        {"x(encoding='latin1')", "910/73@1", "encoding"},
+        {"x(delimiter=';' skip=1)", "910/73@1", "skip"},
+        {"x(delimiter=';')", "910/72@1", "delimiter"},
+        {"x(decimal=',' delimiter=';')", "910/72@1", "decimal"},
+        {"x(keep=a-b)", "910/74@1", "a"},
+        {"x(keep=a drop=_all_)", "910/74@1", "_all_"},
+        {"''", "910/75@1", ""},
+        {"x.", "900/20@1", "x."},
+    };
+    for (const Refused& row : rows) {
+        CAPTURE(row.output);
+        host_log().clear();
+        CHECK(step.create(row.output) == nullptr);
+        CHECK(log_numbers() == row.log);
+        REQUIRE(host_log().entries().size() == 1);
+        CHECK(host_log().entries()[0].text == row.token);
+    }
+    host_log().clear();
     CHECK(step.create("'" + step.folder() + "'") == nullptr);
     CHECK(step.create("'" + step.path("no/such/folder.csv") + "'") == nullptr);
-    CHECK(step.create("x(obs=3)") == nullptr);
-    CHECK(step.create("x(delimiter=';')") == nullptr);
-    CHECK(step.create("x(keep=a-b)") == nullptr);
     CHECK(step.create("same") != nullptr);
     CHECK(step.create("SAME") == nullptr);
-    CHECK(log_numbers() == "910/77@1 910/77@1 910/73@1 910/72@1 910/74@1 910/76@1");
+    CHECK(log_numbers() == "910/77@1 910/77@1 910/76@1");
     host_log().clear();
     DataSet* data = step.create("'" + step.path("full.csv") + "'");
     REQUIRE(data != nullptr);

@@ -46,8 +46,10 @@ TEST_CASE("options of a reference: which variables are there, under which names"
         {"(drop=a t)", "x1 x2 x3 y"},
         {"(keep=x1-x2)", "x1 x2"},
         {"(keep=x3--y)", "x3 t:$1 y"},
+        {"(keep=x2-x2 y--y)", "x2 y"},
         {"(keep=x:)", "x1 x2 x3"},
         {"(keep=_character_ y)", "t:$1 y"},
+        {"(drop=_char_)", "a x1 x2 x3 y"},
         {"(drop=_numeric_)", "t:$1"},
         {"(keep=x: drop=x2)", "x1 x3"},
         {"(rename=(a=block y='the yield'n))", "block x1 x2 x3 t:$1 the yield"},
@@ -134,6 +136,13 @@ TEST_CASE("formats: different numbers that look alike are told once for a variab
         }
         CHECK(log_numbers() == column.log);
     }
+    // The smaller one is named first, whichever came first.
+    DataStep step;
+    DataSet* data = step.open_bytes("id\n1\n");
+    char text[16];
+    for (const double value : {0.12345678901234, 0.1234567890122}) xvfmtn(data, 0, value, text);
+    REQUIRE(host_log().entries().size() == 1);
+    CHECK(host_log().entries()[0].text.ends_with(": 0.1234567890122 and 0.12345678901234"));
 }
 
 TEST_CASE("formats: numbers without room in their format are told once for a variable") {
@@ -149,6 +158,13 @@ TEST_CASE("formats: numbers without room in their format are told once for a var
         for (const double value : {1.0, 100.0, 101.0}) xvfmtn(data, 0, value, text);
         CHECK(log_numbers() == (fits ? "" : "910/46"));
     }
+    DataStep step;
+    REQUIRE(value_statement("star 1='one*'"));
+    DataSet* data = step.open_bytes("id\n1\n");
+    set_format(data, 0, format_from_text("star", 0, 0));
+    char text[16];
+    xvfmtn(data, 0, 1, text);
+    CHECK(log_numbers() == "");  // a label may end as it likes
 }
 
 TEST_CASE("reference: a variable that is suggested is written as a program writes it") {
@@ -164,6 +180,9 @@ TEST_CASE("reference: a variable that is suggested is written as a program write
 TEST_CASE("formats: text of a value, and the sixteen bytes that classify it") {
     DataStep step;
     REQUIRE(value_statement("grade low-<50='low' 50-79.5,90='middle' .A='away' other='else'"));
+    REQUIRE(value_statement("mark. 1='one' other='elsewhere'"));  // the name with its point, as it is used
+    REQUIRE(value_statement("sign low-<0='neg' 0='zero' 0<-high='pos'"));
+    REQUIRE(value_statement("above 0='zero' 0<-high='pos'"));
     REQUIRE(
         value_statement("$city 'B'='Berlin' 'H'-'K'='\xC3\x9C"
                         "berall' ' '='none'"));
@@ -178,6 +197,7 @@ TEST_CASE("formats: text of a value, and the sixteen bytes that classify it") {
         {"F6.1", -2.375, "  -2.4"},
         {"BEST8.", 0.1, "     0.1"},
         {"best6.", 1234567.0, "1.23E6"},
+        {"32.1", 2.5, std::string(29, ' ') + "2.5"},
         {"8.2", missing, "       ."},
         {"8.2", vzmissing('B'), "      .B"},
         {"grade.", 10, "low"},
@@ -189,6 +209,10 @@ TEST_CASE("formats: text of a value, and the sixteen bytes that classify it") {
         {"grade.", vzmissing('A'), "away"},
         {"grade.", missing, "else"},
         {"grade3.", 50, "mid"},
+        {"sign.", -1, "neg"},
+        {"sign.", 0, "zero"},
+        {"sign.", 5e-324, "pos"},
+        {"above.", 0, "zero"},
     };
     for (const Case& one : cases) {
         CAPTURE(one.format);
@@ -205,6 +229,11 @@ TEST_CASE("formats: text of a value, and the sixteen bytes that classify it") {
           "berall");
     CHECK(format_value(city, std::string_view("")) == "none");
     CHECK(format_value(city, std::string_view("Z")) == "Z");
+    CHECK(format_value(format_from_text("best", 0, 0), 0.5) == "         0.5");
+    CHECK(format_value(format_from_text("f", 99, 1), 0.5) == std::string(29, ' ') + "0.5");
+    Format narrow;
+    REQUIRE(format_of("$city3.", &narrow));
+    CHECK(format_value(narrow, std::string_view("B")) == "Ber");
     Format three;
     REQUIRE(format_of("$3.", &three));
     CHECK(format_value(three, std::string_view("\xC3\x84\xC3\x96\xC3\x9C\xC3\x9F")) == "\xC3\x84\xC3\x96\xC3\x9C");
@@ -225,7 +254,7 @@ TEST_CASE("formats: text of a value, and the sixteen bytes that classify it") {
     CHECK(sixteen(xvfmtn(data, 0, 2.5, text)) == "           2.500|16");
     CHECK(xvname(data, 0).formatwidth == 20);
     CHECK(xvshown(data, 0, 2.5).size() == 20);
-    for (const auto& [name, width] : {std::pair{"grade.", 6}, {"grade3.", 3}}) {
+    for (const auto& [name, width] : {std::pair{"grade.", 6}, {"grade3.", 3}, {"mark.", 9}}) {
         Format grade;
         REQUIRE(format_of(name, &grade));
         set_format(data, 0, grade);
@@ -262,6 +291,9 @@ TEST_CASE("formats and VALUE: a mistake is reported at its token") {
         {"$a 5='x'", 29, ""},
         {"a other='x' other='y'", 30, ""},
         {"a low='x'", 24, ""},
+        {"f 1='x'", 25, ""},
+        {"$2a 'u'='x'", 25, ""},
+        {"$a -'u'='x'", 24, ""},
     };
     for (const Case& one : values) {
         CAPTURE(one.text);
@@ -272,13 +304,32 @@ TEST_CASE("formats and VALUE: a mistake is reported at its token") {
     }
     for (const char* good :
          {"a 1-<5='x' 5-9='y'", "b low-<0='neg' 0='zero' 0<-high='pos' .='none'", "c .A-.Z='code' low-high='number'",
-          "$d low-<'m'='first' 'm'-high='second'", "e -5--1='neg'"}) {
+          "$d low-<'m'='first' 'm'-high='second'", "e -5--1='neg'", "g 1<-5='behind' 1='one' 5<-9='more'"}) {
         INFO(good);
         CHECK(value_statement(good));
     }
+    // The later range is pointed at, and a value that both hold is named.
+    struct Overlap {
+        const char* text;
+        int column;
+        const char* value;
+    };
+    const Overlap overlaps[] = {{"a 5='x' 1-9='y'", 9, "5"},           {"a 1-9='y' 5='x'", 11, "5"},
+                                {"a low-5='x' low-<0='y'", 13, "LOW"}, {"a low-<0='x' low-5='y'", 14, "LOW"},
+                                {"a .B='x' .A-.C='y'", 10, ".B"},      {"$a 'u'='x' 'u'-'v'='y'", 12, "'u'"}};
+    for (const Overlap& one : overlaps) {
+        CAPTURE(one.text);
+        Failure failure;
+        CHECK_FALSE(value_statement(one.text, &failure));
+        CHECK(failure.number == 27);
+        CHECK(failure.token.column == one.column);
+        REQUIRE(failure.arguments.size() == 1);
+        CHECK(failure.arguments[0].text == one.value);
+    }
     const Case formats[] = {
         {"0.", 22, ""},          {"33.2", 22, ""},        {"8.8", 23, ""},      {"$grade", 21, "$grade."},
-        {"grad.", 20, "grade."}, {"bst8.", 20, "best8."}, {"$nosuch.", 20, ""},
+        {"grad.", 20, "grade."}, {"bst8.", 20, "best8."}, {"$nosuch.", 20, ""}, {"$32768.", 22, ""},
+        {"grade32768.", 22, ""},
     };
     for (const Case& one : formats) {
         CAPTURE(one.text);

@@ -39,6 +39,7 @@ TEST_CASE("catalogue: arguments fill the places in order, and an empty one at th
     CHECK(rdvmsg(172, 302, 0.5) == "Analysis of Variance of O'Brien's Spread Variable, W = 0.5");
     CHECK(rdvmsg(172, 209) == "H = ");
     CHECK(rdvmsg(172, 5, "x", 3) == "message 172/5 x 3");
+    CHECK(format_message(910, 62, arguments("OBS=0", 1234567890123.0)) == "OBS=0 is less than 1234567890123");
 }
 
 TEST_CASE("catalogue: one of a thing is no plural") {
@@ -53,7 +54,7 @@ TEST_CASE("log: a message of a statement has its place, its excerpt and its hint
     session().reset_for_test();
     host_log().set_statement({"trial.vek", 4, 5, 8});
     xpmlog(172, 307, "a\x1b[31m", 32767);
-    report(930, 10, arguments("out.csv", "No space left on device"), {}, {}, "first\nsecond");
+    report(930, 10, arguments("out.csv", "No space left on device"), {}, {}, "first\n\nsecond");
     std::string text;
     host_log().write_text(&text);
     CHECK(text ==
@@ -61,9 +62,11 @@ TEST_CASE("log: a message of a statement has its place, its excerpt and its hint
           "    A continuous variable does not belong in CLASS; ABSORB takes a variable of very many groups.\n"
           "error: out.csv could not be written: No space left on device\n"
           "    first\n"
+          "\n"
           "    second\n");
     CHECK(host_log().entries()[0].text == "class variable a\x1b[31m has more than 32767 levels");
     CHECK(visible_text("tab\t nel\xc2\x85 \xc3\xa9") == "tab\\x09 nel\\x85 \xc3\xa9");
+    CHECK(visible_text("\x1f \x7f \xc2\x80\xc2\x9f\xc2\xa0") == "\\x1f \\x7f \\x80\\x9f\xc2\xa0");
     session().reset_for_test();
 }
 
@@ -102,6 +105,7 @@ TEST_CASE("number text: fixed notation rounds correctly and gives way when it do
         {vzmissing('I'), 5, 2, "   .I"},
         {vzmissing('_'), 5, 99, "   ._"},
         {1.5, 6, 98, "   1.5"},
+        {0.555, 3, 3, "0.6"},
     };
     for (const Shown& row : rows) {
         CAPTURE(row.value);
@@ -135,6 +139,7 @@ TEST_CASE("number text: the best representation shows as many digits as fit and 
         {1e22, 22, 99, "                  1E22"},
         {1e22, 23, 99, "10000000000000000000000"},
         {0.04, 3, 99, "  0"},
+        {0.051, 3, 99, "0.1"},
         {0.96, 2, 99, " 1"},
         {12345, 3, 99, "1E4"},
         {12345, 2, 99, "**"},
@@ -203,6 +208,10 @@ TEST_CASE("host options: kinds, ranges, factors, and the nearest name") {
     Options options;
     CHECK(options.set("budget", "3M") == Options::Outcome::done);
     CHECK(options.number("BUDGET") == 3145728);
+    CHECK(options.set("budget", "3k") == Options::Outcome::done);
+    CHECK(options.number("BUDGET") == 3072);
+    CHECK(options.set("budget", "2G") == Options::Outcome::done);
+    CHECK(options.number("BUDGET") == 2147483648.0);
     CHECK(options.set("LINESIZE", "wide") == Options::Outcome::not_a_number);
     CHECK(options.set("LINESIZE", "10") == Options::Outcome::out_of_range);
     CHECK(options.set("INTERACTIVE", "2") == Options::Outcome::out_of_range);

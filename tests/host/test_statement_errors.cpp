@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/message/group_900.h"
+#include "host/statement/suggest.h"
 #include "support/program_support.h"
 
 using namespace vek;
@@ -93,6 +94,7 @@ TEST_CASE("mistakes: a misspelt word gets the nearest that can stand there, in t
                     {"MODEL y1 = block*varity;", message_unknown_variable, 18, 6, "variety"},
                     {"MODEL y1 = x1 / SOL;", message_unknown_option, 17, 3, "SOLUTION"},
                     {"MODEL y1 = x1 / TUKEY;", message_unknown_option, 17, 5, ""},
+                    {"CLASS 'nosuch';", message_unexpected, 7, 8, ""},
                     {"CLASS 'block';", message_unexpected, 7, 7, "block"},
                 });
     check(model, {
@@ -115,6 +117,7 @@ TEST_CASE("mistakes: a sign that was forgotten is named, and what to write") {
                      {"MEANS block variety TUKEY;", message_lost_slash, 21, 5, "/ TUKEY"},
                      {"OUTPUT OUT=o ALPHA=.1;", message_lost_slash, 14, 5, "/ ALPHA"},
                      {"MEANS block / ALPHA .1;", message_needs_value, 21, 2, "=.1"},
+                     {"MEANS block / ALPHA.1;", message_needs_value, 15, 7, "ALPHA=.1"},
                      {"MEANS block / DUNNETT('B1';", message_incomplete, 27, 1, ");"},
                      {"LSMEANS block / SLICE=(variety;", message_incomplete, 31, 1, ");"},
                      {"LSMEANS block*variety / ADJUST=SIM(SEED=1;", message_incomplete, 42, 1, ");"},
@@ -155,6 +158,10 @@ TEST_CASE("mistakes: a missing semicolon is told at the end of the text before i
         {"PROC VEK DATA=TRIAL;\nMODEL y1 = x1;\nRUN\nPROC VEK DATA=TRIAL;\nMODEL y1 = x1;\nRUN;", 3, 3, "N;"},
         {"TITLE 'a'\nPROC VEK DATA=TRIAL;\nMODEL y1 = x1;\nRUN;", 1, 9, "';"},
         {"OPTIONS LINESIZE=80\nPROC VEK DATA=TRIAL;\nMODEL y1 = x1;\nRUN;", 1, 19, "0;"},
+        {"TITLE 'a'\nVALUE $city 'B'='Berlin';\nRUN;", 1, 9, "';"},
+        {"PROC VEK DATA=TRIAL;\nMODEL y1 y2 = x1\nMANOVA / SHORT;\nRUN;", 2, 16, "1;"},
+        {"PROC VEK DATA=TRIAL;\nMODEL y1 = x1;\nOUTPUT OUT=o P=p CONTRAST 'a' x1 1;\nRUN;", 3, 16, "p;"},
+        {"PROC VEK DATA=TRIAL;\nMODEL y1 = x1;\nOUTPUT OUT=o P=fit\u00e9\nRUN;", 3, 19, "\u00e9;"},
     };
     for (const Slip& slip : slips) {
         CAPTURE(slip.program);
@@ -167,6 +174,7 @@ TEST_CASE("mistakes: a missing semicolon is told at the end of the text before i
         if (slip.column > 0) CHECK(errors[own].place.column == slip.column);
         CHECK(errors[own].place.length == 1);
         CHECK(errors[own].suggest == slip.suggest);
+        CHECK(errors[own].excerpt.find("write ") == std::string::npos);  // the message says it
     }
 }
 
@@ -180,6 +188,7 @@ TEST_CASE("mistakes: a value outside its range, a value too many, a value too fe
                                       {"OPTIONS LINESIZE=3;", message_out_of_range_text, 18, 1, ""},
                                       {"OPTIONS LINESIZE=wide;", message_option_value, 18, 4, ""},
                                       {"OPTIONS LINESIZE=80.5;", message_option_value, 18, 4, ""},
+                                      {"OPTIONS LINESIZE=-60;", message_out_of_range_text, 18, 3, ""},
                                       {"OPTIONS BUDGET=1Q;", message_unknown_host_option, 17, 1, ""},
                                       {"OPTIONS BUDGET=1 G;", message_unknown_host_option, 18, 1, ""},
                                       {"OPTIONS DEBUG=foo;", message_option_value, 15, 3, ""},
@@ -190,6 +199,7 @@ TEST_CASE("mistakes: a value outside its range, a value too many, a value too fe
                      {"MEANS block / ETYPE=5;", message_out_of_range, 21, 1, ""},
                      {"MEANS block / ETYPE=2.5;", message_not_whole, 21, 3, ""},
                      {"FREQ plots x1;", message_one_variable, 12, 2, ""},
+                     {"FREQ x1-x3;", message_one_variable, 11, 1, ""},
                      {"MEANS;", message_incomplete, 6, 1, ""},
                      {"RANDOM / Q;", message_unexpected, 8, 1, ""},
                      {"TEST E=x1;", message_unexpected, 6, 1, ""},
@@ -220,17 +230,30 @@ TEST_CASE("mistakes: variables and effects that cannot be what the statement nee
                     {"MODEL y1 = block(block);", message_crossed_and_nested, 12, 12, ""},
                     {"MODEL y1 = INTERCEPT x1;", message_intercept_not_here, 12, 9, ""},
                     {"MODEL y1 = x1-x4;", message_unknown_variable, 15, 2, "x1"},
+                    {"MODEL y1 = x0-x2;", message_unknown_variable, 12, 2, "x1"},
+                    {"ID x0-x2;", message_unknown_variable, 4, 2, "x1"},
+                    {"ID x2-x4;", message_unknown_variable, 7, 2, "x1"},
+                    {"MODEL y1 = x1|x2@0;", message_unexpected, 18, 1, ""},
+                    {"MODEL y1 = x1|x2@65;", message_unexpected, 18, 2, ""},
+                    {"BY block DESCENDING;", message_incomplete, 20, 1, ""},
                     {"MODEL y1 = x3-x1;", message_range_backwards, 12, 5, "x1-x3"},
                     {"MODEL y1 = x1-dose;", message_not_numbered, 12, 7, ""},
                     {"MODEL y1 = x1*x2-x3;", message_range_of_terms, 12, 5, ""},
                     {"ID z:;", message_no_prefix, 4, 1, ""},
                     {"FREQ block;", message_not_numeric, 6, 5, ""},
+                    {"FORMAT block 8.2;", message_format_does_not_fit, 14, 3, ""},
+                    {"FORMAT block $8. y1 $8.;", message_format_does_not_fit, 21, 3, ""},
                     {"ID x1-x999999;", message_range_too_long, 4, 10, ""},
                 });
     check(model, {
                      {"MEANS x1;", message_not_class, 7, 2, ""},
                      {"LSMEANS block*x1;", message_not_class, 15, 2, ""},
                      {"RANDOM dose;", message_not_class, 8, 4, ""},
+                     {"TEST H=block Evariety;", message_needs_value, 14, 8, "E=variety"},
+                     {"LSMEANS block / AT zzz=1;", message_unknown_variable, 20, 3, ""},
+                     {"LSMEANS block / AT x1=;", message_incomplete, 23, 1, ""},
+                     {"LSMEANS block / SLICE=();", message_unexpected, 24, 1, ""},
+                     {"REPEATED time 32768;", message_unexpected, 15, 5, ""},
                      {"LSMEANS INTERCEPT;", message_intercept_not_here, 9, 9, ""},
                      {"TEST H=x2 E=block;", message_not_in_model, 8, 2, "x1"},
                  });
@@ -286,13 +309,77 @@ TEST_CASE("mistakes: the way out is told where no word is near") {
         {"WHERE zzz > 1;", "expected one of its variables: "},
         {"MODEL y1 = x1; TEST H=x1 E=x1*x2;", "expected one of its effects: x1"},
         {"# a comment\n;", "expected a comment to stand between /* and */"},
+        {"MODEL y1 = x1 SOLUTION;", "write / SOLUTION there"},
+        {"MODEL y1 = x1 / MNAMES=a;", "; MNAMES belongs to MANOVA"},
+        {"MODEL y1 = x1 / ORDER=DATA;", "; ORDER belongs to PROC"},
+        {"MODEL y1 = yeild;", "did you mean yield?"},
+        {"MODEL y1 = x1; MANOVA x;", "expected H=, E=, M=, MNAMES=, PREFIX=, \"/\" or \";\""},
     };
     for (const Advice& advice : advices) {
         CAPTURE(advice.statement);
         const std::vector<LogEntry> errors = errors_of(std::string("PROC VEK DATA=TRIAL;\n") + advice.statement);
         REQUIRE(errors.size() == 1);
         CHECK(errors[0].excerpt.find(advice.text) != std::string::npos);
+        const bool option = std::string_view(advice.statement) == "MODEL y1 = x1 p;";
+        CHECK((errors[0].excerpt.find("the option follows") != std::string::npos) == option);
     }
+}
+
+TEST_CASE("mistakes: what stands there is shown as it was written") {
+    struct Shown {
+        const char *statement, *text;
+    };
+    const Shown rows[] = {
+        {"TITLE 'time cost'n;", "'time cost'n"},
+        {"TITLE plain;", "\"plain\""},
+        {"MODEL y1 = x1; CONTRAST 'a' 'b' 1;", "\"'b'\""},
+        {"MODEL y1 = x1; CONTRAST 'a' 'b\nc' 1;", "\"'b\" "},  // the first line of it
+        {"FORMAT block 8.2;", "does not fit block, a text variable"},
+        {"FORMAT y1 $8.;", "does not fit y1, a numeric variable"},
+    };
+    for (const Shown& row : rows) {
+        CAPTURE(row.statement);
+        const std::vector<LogEntry> errors = errors_of(std::string("PROC VEK DATA=TRIAL;\n") + row.statement);
+        REQUIRE(errors.size() == 1);
+        CHECK(errors[0].text.find(row.text) != std::string::npos);
+    }
+}
+
+TEST_CASE("suggestions: the nearest word that fits, and only one that is near") {
+    struct Case {
+        const char* typed;
+        std::vector<std::string> words;  // a star in front: less likely
+        const char* best;
+    };
+    const Case cases[] = {
+        {"dosr", {"*dose", "dosa"}, "dosa"},      // of two as near the likelier one
+        {"hate", {"rate", "hats"}, "hats"},       // the one that begins alike
+        {"tset", {"tsek", "test"}, "test"},       // the one with the same letters
+        {"rate", {"rats", "rath"}, "rats"},       // else the first
+        {"yeild", {"field", "*yield"}, "yield"},  // a swap is one slip, two letters are two
+        {"sol", {"SOLUTION"}, "SOLUTION"},        // a beginning
+        {"so", {"SOLUTION"}, ""},                 // too little of one
+        {"x", {"y"}, ""},                         // nothing is left of the word
+        {"ab", {"b"}, "b"},
+        {"abcdefgh", {"xyzdefgh"}, "xyzdefgh"},  // three slips in a long word
+        {"abcdefgh", {"wxyzefgh"}, ""},
+        {"abcd", {"abxy"}, ""},  // one in a short word
+    };
+    for (const Case& one : cases) {
+        CAPTURE(one.typed);
+        Nearest nearest(one.typed);
+        for (const std::string& word : one.words) {
+            const bool likely = !word.starts_with('*');
+            nearest.offer(likely ? word : word.substr(1), likely);
+        }
+        CHECK(nearest.best() == one.best);
+    }
+    CHECK(name_as_written("x2") == "x2");
+    CHECK(name_as_written("2x") == "'2x'n");
+    CHECK(name_as_written("it's") == "'it''s'n");
+    const auto number = [](int i) { return std::to_string(i); };
+    CHECK(some_of("one of", 8, number) == "one of: 0, 1, 2, 3, 4, 5, 6, 7");
+    CHECK(some_of("one of", 9, number) == "one of: 0, 1, 2, 3, 4, 5, 6, 7, ...");
 }
 
 TEST_CASE("mistakes: a second WHERE says that the first no longer holds") {
@@ -323,6 +410,17 @@ TEST_CASE("mistakes: statements where they do not belong") {
         {"PROCVEK DATA=TRIAL; CLASS block; MODEL y1=block; RUN;", {message_unknown_statement}},
         {"PROC VEK DATA=TRIAL; MODEL y1=x1; PROCVEK DATA=TRIAL; MODEL y1=x1; RUN;", {message_unknown_statement}},
         {"PROC VEK 'trial.csv'; MODEL y1=x1; RUN;", {message_unexpected}},
+        {"PROC VEK DATA=TRIAL(KEEP=y1 x1); ID _CHARACTER_; MODEL y1=x1; RUN;", {}},
+        {"PROC VEK DATA=TRIAL; LABEL y1='a'\nwhere='b'; MODEL y1=x1; RUN;", {message_unknown_variable}},
+        {"PROC VEK DATA=TRIAL; CLASS block 'MODEL'n y1; MODEL y1=x1; RUN;", {message_unknown_variable}},
+        {"PROC VEK DATA=TRIAL; CLASS block; MODEL y1 = x1(CLASS block); RUN;", {message_unknown_variable}},
+        {"PROC VEK DATA=TRIAL; BY DESCENDING block; MODEL y1=; RUN; MEANS x; QUIT; MODEL y1=x1;",
+         {31, message_outside_step}},  // QUIT ends what is passed over too
+        {"MODEL y1 = x1; CLASS block; TITLE 'a'; MODEL y1 = x1;", {message_outside_step, message_outside_step}},
+        {"TITLE 'a';\rRUN;\nTITLE '\xF6';\nTITLE '\xF6';", {message_lone_return, message_bad_encoding}},
+        {"PROC VEK DATA='nosuch.csv' DATA=TRIAL; MODEL y1=x1; RUN;", {}},
+        {"PROC VEK DATA=TRIAL; MODEL y1=zzz; OUTPUT OUT=o P=p; RUN;\nPROC VEK; MODEL p=; RUN;",
+         {message_unknown_variable}},
         {"// a comment\nPROC VEK DATA=TRIAL; MODEL y1=x1; RUN;", {message_star_comment}},
         {"# a comment\nPROC VEK DATA=TRIAL; MODEL y1=x1; RUN;", {message_bad_character}},
         {"* a comment; PROC VEK DATA=TRIAL; MODEL y1=x1; RUN;", {message_star_comment}},
@@ -364,6 +462,114 @@ TEST_CASE("mistakes: each statement's own is told, and nothing of the step runs 
     CHECK(std::any_of(entries.begin(), entries.end(), [](const LogEntry& e) {
         return e.group == statement_messages && e.number == message_rest_not_run;
     }));
+}
+
+TEST_CASE("mistakes: what a step was to read is suggested, and a name in a failed statement hides no data set") {
+    const std::pair<const char*, const char*> programs[] = {
+        {"PROC VEK Trial; MODEL y1 = x1; RUN;", "DATA=Trial"},
+        {"proc vek trial; model y1 = x1; run;", "data=trial"},
+        {"PROC VEK 'a b.csv'; MODEL y1 = x1; RUN;", "DATA='a b.csv'"},
+        {"PROCVEK DATA=trial; MODEL y1 = x1; RUN;", "PROC VEK"},
+        {"anova DATA=trial; CLASS block; MODEL y1 = block; RUN;", "proc anova"},
+        {"PORC VEK DATA=trial; MODEL y1 = x1; RUN;", "PROC"},
+        {"PROC VEK DATA=trial; MODEL y1 = x1 / ALPHA\nSOLUTION; RUN;", ""},  // the next line may be a statement
+    };
+    for (const auto& [program, suggest] : programs) {
+        CAPTURE(program);
+        const ProgramResult result = run_whole(program);
+        REQUIRE(result.errors() == 1);
+        CHECK(result.log[0].suggest == suggest);
+    }
+    const ProgramResult result = run_whole(
+        "PROC VEK DATA=trial; MODEL y1 = zzz trial; RUN; QUIT;\n"
+        "PROC VEK DATA=trial; MODEL y1 = x1; RUN; QUIT;");
+    CHECK(result.errors() == 1);
+    CHECK(result.tables.find("\"step\": 2") != std::string::npos);
+}
+
+TEST_CASE("mistakes: what follows from an error is a note, and what there is no reason for is not noted") {
+    struct Case {
+        const char* program;
+        int errors, no_model, rest_not_run;
+    };
+    const Case cases[] = {
+        {"PROC VEK DATA=trial; MODEL y1 = x1; RUN;", 0, 0, 0},
+        {"PROC VEK DATA=trial; CLASS block; RUN;", 0, 1, 0},
+        {"PROC VEK DATA=trial; CLASS zzz; RUN;", 1, 0, 1},
+        {"PROC VEK DATA=trial; MODEL zzz = x1; RUN;", 1, 0, 1},
+        // A data set that is not made for a mistake keeps another from being made: one error, told once.
+        {"PROC VEK DATA=trial; MODEL zzz = x1; OUTPUT OUT=a P=p; RUN;\n"
+         "PROC VEK DATA=a; MODEL p = x1; OUTPUT OUT=b P=q; RUN;\n"
+         "PROC VEK DATA=b; MODEL q = x1; RUN;",
+         1, 0, 1},
+    };
+    for (const Case& one : cases) {
+        CAPTURE(one.program);
+        const ProgramResult result = run_whole(one.program);
+        const auto count = [&](int number) {
+            return std::count_if(result.log.begin(), result.log.end(), [&](const LogEntry& e) {
+                return e.group == statement_messages && e.number == number;
+            });
+        };
+        CHECK(result.errors() == static_cast<std::size_t>(one.errors));
+        CHECK(count(message_no_model) == one.no_model);
+        CHECK(count(message_rest_not_run) == one.rest_not_run);
+    }
+}
+
+TEST_CASE("mistakes: a name that cannot be given to a statistic is pointed at itself") {
+    const std::vector<LogEntry> errors =
+        errors_of("PROC VEK DATA=TRIAL;\nMODEL y1 y2 = x1; OUTPUT OUT=o R=rest1 rest2 P=fit x3; RUN;");
+    REQUIRE(errors.size() == 1);
+    CHECK(errors[0].place.line == 2);
+    CHECK(errors[0].place.column == 52);
+    CHECK(errors[0].place.length == 2);
+}
+
+TEST_CASE("a variable may be called like a word of a statement, and is the nearer one where its type fits") {
+    const Folder folder;
+    const std::string data = "'" +
+                             folder.write("d.csv",
+                                          "y,id,descending,notsorted,intercept,dosa,dosb\n"
+                                          "1,7,1,1,3,u,1\n2,7,1,1,4,v,1\n4,7,1,1,5,u,2\n"
+                                          "3,7,2,1,3,u,3\n5,7,2,1,4,v,5\n8,7,2,1,6,u,8\n") +
+                             "'";
+    struct Case {
+        const char *statements, *seen;
+    };
+    const Case cases[] = {
+        {"BY descending notsorted; MODEL y=; RUN;", "\"by\": {\"descending\": \"1\", \"notsorted\": \"1\"}"},
+        {"BY notsorted notsorted; MODEL y=; RUN;", "\"by\": {\"notsorted\": \"1\"}"},
+        {"MODEL y = intercept; RUN;", "[\"intercept\", "},
+    };
+    for (const Case& one : cases) {
+        CAPTURE(one.statements);
+        const ProgramResult result = run_whole("PROC VEK DATA=" + data + "; " + one.statements);
+        CHECK(result.errors() == 0);
+        CHECK(result.tables.find(one.seen) != std::string::npos);
+    }
+    const ProgramResult slip = run_whole("PROC VEK DATA=" + data + "; MODEL dosc = y; RUN;");
+    REQUIRE(slip.errors() == 1);
+    CHECK(slip.log[0].suggest == "dosb");
+    const ProgramResult line = run_whole("PROC VEK DATA=" + data + "; MODEL y = intercept\nid zzz; RUN;");
+    REQUIRE(line.errors() == 1);
+    CHECK(line.log[0].number == message_unknown_variable);
+    // What one BY statement says of the order holds for the next one's variables too.
+    const ProgramResult two = run_whole("PROC VEK DATA=trial; BY variety NOTSORTED; BY block; MODEL y1=; RUN;");
+    CHECK(two.errors() == 0);
+    CHECK(two.tables.find("\"by\": {\"variety\": \"blue\", \"block\": \"B4\"}") != std::string::npos);
+}
+
+TEST_CASE("OUTPUT without OUT= makes DATA1, DATA2, ..., each a name that the run has not used") {
+    const ProgramResult result = run_whole(
+        "PROC VEK DATA=trial; MODEL y1 = x1; OUTPUT P=a; RUN; OUTPUT P=b; RUN; QUIT;\n"
+        "PROC VEK; MODEL b = x1; OUTPUT OUT=data4 P=c; RUN; OUTPUT P=d; OUTPUT P=e; RUN; QUIT;");
+    CHECK(result.errors() == 0);
+    std::string made;
+    for (const LogEntry& entry : result.log) {
+        if (entry.group == 910 && entry.number == 42) made += entry.text.substr(0, entry.text.find(" has")) + "; ";
+    }
+    CHECK(made == "the data set DATA1; the data set DATA2; the data set data4; the data set DATA5; ");
 }
 
 TEST_CASE("interactive: a mistake costs its statement alone") {

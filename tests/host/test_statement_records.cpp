@@ -59,6 +59,7 @@ TEST_CASE("records: list statements write into the PROC record, with every form 
     check("", {
                   {"CLASS block variety; CLASSES dose block;", "PROC | 2: 10 11 7 | 11: input"},
                   {"ID y1-y3 y:;", "PROC | 7: 1 2 3 0 | 11: input"},
+                  {"ID x2--x2;", "PROC | 7: 5 | 11: input"},
                   {"ID Y1--x1;", "PROC | 7: 1 2 3 4 | 11: input"},
                   {"ID dose-numeric-variety;", "PROC | 7: 7 8 9 | 11: input"},
                   {"ID plots-CHAR-variety x:;", "PROC | 7: 10 11 4 5 6 | 11: input"},
@@ -129,6 +130,14 @@ TEST_CASE("records: CONTRAST, ESTIMATE and TEST") {
           });
 }
 
+TEST_CASE("records: of two effects with the same variables the one written in the same order is meant") {
+    check("CLASS block variety; MODEL y1 = block*variety variety*block;",
+          {
+              {"CONTRAST 'a' variety*block 1;", "CONTRAST | 1: variety*block | 2: 1 | 3: 1 | 4: 1 | 5: \"a\""},
+              {"CONTRAST 'a' block*variety 1;", "CONTRAST | 1: block*variety | 2: 1 | 3: 1 | 4: 1 | 5: \"a\""},
+          });
+}
+
 TEST_CASE("records: MANOVA and REPEATED") {
     check(
         model,
@@ -139,6 +148,7 @@ TEST_CASE("records: MANOVA and REPEATED") {
             {"MANOVA H=INTERCEPT block E=variety M=y1-y2 MNAMES=d1-d2 e PREFIX=z;",
              "MANOVA | 3: Intercept block | 4: variety | 5: -1 1 -2 2 | 6: 1 1 | 7: d1 d2 e | 8: z"},
             {"MANOVA M=-2*y1+y2, 0.5*y1;", "MANOVA | 5: -2 1 -1 2 -3 -1 1 | 6: 2 1 0.5"},
+            {"MANOVA M=(1 -1) M=y1-y2;", "MANOVA | 5: -1 1 -2 2 | 6: 1 1"},
             {"MANOVA M=(1 -1, 0 +2) MNAME=a;", "MANOVA bits 8 | 5: 0 0 -3 0 0 | 6: 1 -1 0 2 | 7: a"},
             {"REPEATED time;", "REPEATED | 1: time | 2: 0 | 4: 0 | 5: 2 | 6: 0"},
             {"REPEATED;", "REPEATED"},
@@ -146,9 +156,24 @@ TEST_CASE("records: MANOVA and REPEATED") {
              "MONLY CANON MEAN HTYPE=3 ETYPE=1;",
              "REPEATED bits 5 7 8 9 10 | 1: t u v w | 2: 3 2 0 5 | 3: 1 2 4 1 3 5 7 9 | 4: 3 0 0 5 | 5: 0 2 4 3 | 6: 1 "
              "0 | 7: 3 | 8: 1"},
+            // Ranges of numbers fall where the last one is smaller; what a sum of steps loses to rounding is no step
+            // less.
+            {"REPEATED t (1 TO 15 BY WEEK, 3 TO 1) MEAN, u (3 TO 4 BY DAY, 0.1 TO 0.3 BY 0.1, 7 TO 7);",
+             "REPEATED | 1: t u | 2: 0 0 | 3: 1 8 15 3 2 1 3 4 0.1 0.2 0.30000000000000004 7 | 4: 6 6 | 5: 4 2 "
+             "| 6: 0 0"},
+            {"REPEATED t 32767;", "REPEATED | 1: t | 2: 32767 | 4: 0 | 5: 2 | 6: 0"},
             {"REPEATED t PROFILE, u IDENTITY / SUMMARY PRINTH PRINTE SHORT PRINTRV;",
              "REPEATED bits 1 2 3 4 6 | 1: t u | 2: 0 0 | 4: 0 0 | 5: 1 5"},
         });
+}
+
+TEST_CASE("records: a regressor may be called like an option") {
+    const Folder folder;
+    const std::string proc = "PROC VEK DATA='" + folder.write("d.csv", "y,a,alpha\n1,p,1\n2,q,3\n") + "';";
+    CHECK(record_of("CLASS a; MODEL y = a alpha; LSMEANS a / AT alpha=2;", proc) ==
+          "LSMEANS bits 11 | 2: a | 18: 2 | 19: 2");
+    // Where no variable is called so, the option follows AT, which takes the means.
+    CHECK(record_of(model + "LSMEANS block / AT ALPHA=.2 CL;") == "LSMEANS bits 7 11 | 2: block | 8: 0.2");
 }
 
 TEST_CASE("records: MEANS") {
@@ -184,6 +209,7 @@ TEST_CASE("records: LSMEANS, RANDOM and OUTPUT") {
              "LSMEANS bits 4 | 2: block block*variety | 7: -4 | 11: 'B1' 'B1' 'red' | 20: 1 2"},
             {"LSMEANS block / P=ANOM ADJ=BONFERRONI;", "LSMEANS bits 3 | 2: block | 7: -5 | 10: -1"},
             {"LSMEANS block / ADJUST=EXACT AT MEANS;", "LSMEANS bits 11 | 2: block | 10: 0"},
+            {"LSMEANS block / AT MEAN CL;", "LSMEANS bits 7 11 | 2: block"},
             {"LSMEANS block / AT x1=1 TO 3 CL;", "LSMEANS bits 7 11 | 2: block | 18: 4 | 19: 1 2 3"},
             {"LSMEANS block / AT (x1 x2)=(1, -2.5) SLICE=variety SIMPLE=(INTERCEPT block);",
              "LSMEANS bits 11 | 2: block | 18: 4 5 | 19: 1 -2.5 | 21: variety Intercept block"},
@@ -195,6 +221,7 @@ TEST_CASE("records: LSMEANS, RANDOM and OUTPUT") {
             {"OUTPUT;", "OUTPUT | 1: output"},
             {"OUTPUT OUT=o P=p1-p2 RESIDUALS=r LCLM=a UCLM=b LCL=c UCL=d / ALPHA=.2;",
              "OUTPUT | 1: output | 2: p1 p2 r a b c d | 3: 0 1 2 3 4 5 | 4: 2 1 1 1 1 1 | 5: 0.2"},
+            {"OUTPUT OUT=o P=p08-p10 R=r1-r02;", "OUTPUT | 1: output | 2: p08 p09 p10 r1 r2 | 3: 0 1 | 4: 3 2"},
             {"OUTPUT L95M=a U95M=b L95=c U95=d STDP=e STDR=f STDI=g STUDENT=h COOKD=i H=j PRESS=k RSTUDENT=l DFFITS=m "
              "COVRATIO='n o'n;",
              "OUTPUT bits 1 | 1: output | 2: a b c d e f g h i j k l m n o | 3: 2 3 4 5 6 7 8 9 10 11 12 13 14 15 | 4: "

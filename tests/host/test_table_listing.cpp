@@ -5,6 +5,7 @@
 #include <random>
 #include <string>
 
+#include "host/table/heading.h"
 #include "host/table/text_width.h"
 #include "numeric/missing.h"
 #include "support/table_support.h"
@@ -290,6 +291,29 @@ TEST_CASE("listing: titles and folders are repeated when they change, not otherw
     CHECK(count("Analysis of Variance\n---") == 3);
 }
 
+TEST_CASE("headings: a folder is left out where a title names it, and stands again under another label") {
+    const std::pair<const char*, std::vector<std::string>> titles[] = {
+        {"Dependent Variable: y1", {}},
+        {"y1 and y2", {}},
+        {"Dependent Variable: y10", {"Dependent variable: y1"}},
+        {"Dependent Variable: my1", {"Dependent variable: y1"}},
+        {"Dependent Variable: y1_a", {"Dependent variable: y1"}},
+    };
+    for (const auto& [title, headings] : titles) {
+        CAPTURE(title);
+        ReportContext context;
+        context.titles = {title};
+        context.path.push_back({"y1", "y1", "Dependent"});
+        CHECK(folder_headings(context) == headings);
+    }
+    ReportContext one, other;
+    one.path.push_back({"y1", "Yield", "Dependent"});
+    other.path.push_back({"y1", "Height", "Dependent"});
+    CHECK(folder_headings(one) == std::vector<std::string>{"Yield"});
+    CHECK_FALSE(same_folders(one, other));
+    CHECK(same_folders(one, one));
+}
+
 TEST_CASE("listing: stacked matrices show their cells above each other") {
     TableStep step;
     const std::string_view names[] = {"yield", "height"};
@@ -305,6 +329,210 @@ TEST_CASE("listing: stacked matrices show their cells above each other") {
     CHECK(lines[at] == "yield     1.000000   -0.500000");
     CHECK(lines[at + 1] == "                      <.0001");
     CHECK(lines[at + 3] == "height   -0.500000    1.000000");
+}
+
+namespace {
+
+/// One row of estimates with limits, for layouts that are known whole.
+void estimates_table(HostObject* out) {
+    std::string name = "x";
+    double estimate = 2, lower = 1, upper = 3;
+    Table t(out, "ParameterEstimates", "Solution");
+    t.text("Parameter", 20, name).number("Estimate", estimate, 12, 4);
+    t.number("LowerCL", lower, 12, 4).number("UpperCL", upper, 12, 4);
+    t.attribute("confidence", 95.0).bind("drim.VEK.Estimates");
+    t.row();
+    t.end();
+}
+
+}  // namespace
+
+TEST_CASE("listing: the whole of a small table, and of its parts where the line is shorter") {
+    struct Case {
+        int width;
+        const char* text;
+    };
+    const Case cases[] = {
+        {38,
+         "Solution\n\n"
+         "                       95% Confidence\n"
+         "                           Limits\n"
+         "                       ---------------\n"
+         "Parameter   Estimate    Lower    Upper\n"
+         "--------------------------------------\n"
+         "x             2.0000   1.0000   3.0000\n"
+         "--------------------------------------\n"},
+        {37,  // the blanks between columns give way first
+         "Solution\n\n"
+         "                     95% Confidence\n"
+         "                         Limits\n"
+         "                     --------------\n"
+         "Parameter  Estimate   Lower   Upper\n"
+         "-----------------------------------\n"
+         "x            2.0000  1.0000  3.0000\n"
+         "-----------------------------------\n"},
+        {25,  // the limits stay together under their heading
+         "Solution\n\n"
+         "Parameter  Estimate\n"
+         "-------------------\n"
+         "x            2.0000\n"
+         "-------------------\n\n"
+         "           95% Confidence\n"
+         "               Limits\n"
+         "           --------------\n"
+         "Parameter   Lower   Upper\n"
+         "-------------------------\n"
+         "x          1.0000  3.0000\n"
+         "-------------------------\n"},
+        {20,  // each of them needs room for the longest word over it
+         "Solution\n\n"
+         "Parameter  Estimate\n"
+         "-------------------\n"
+         "x            2.0000\n"
+         "-------------------\n\n"
+         "              95%\n"
+         "           Confidence\n"
+         "             Limits\n"
+         "           ----------\n"
+         "Parameter       Lower\n"
+         "--------------------\n"
+         "x              1.0000\n"
+         "--------------------\n\n"
+         "              95%\n"
+         "           Confidence\n"
+         "             Limits\n"
+         "           ----------\n"
+         "Parameter       Upper\n"
+         "--------------------\n"
+         "x              3.0000\n"
+         "--------------------\n"},
+    };
+    for (const Case& one : cases) {
+        CAPTURE(one.width);
+        TableStep step;
+        estimates_table(step.out);
+        CHECK(listing(one.width).find(one.text) != std::string::npos);
+    }
+}
+
+TEST_CASE("listing: items, headings of several words, and tables that have neither spans nor rules") {
+    TableStep step;
+    Factoids items(step.out, "PredictedInfo", "Items", "drim.VEK.PInfo");
+    items.item("Sum", 12.126, 12, 2).item("Count", 7).percent("Share", 0.125);
+    items.end();
+    std::string label = "a";
+    double value = 1;
+    Table t(step.out, "Any", "Any");
+    t.text("Source", 8, label).number("A long heading of words", value, 12, 2).bind("drim.VEK.None");
+    t.row();
+    t.end();
+    const std::string text = listing();
+    CHECK(text.find("Items\n\nSum     12.13\nCount    7\nShare   12.5%\n\n") != std::string::npos);
+    CHECK(text.find("             A long\n"
+                    "         heading of\n"
+                    "Source        words\n"
+                    "-------------------\n"
+                    "a              1.00\n"
+                    "-------------------\n") != std::string::npos);
+}
+
+TEST_CASE("listing: a long row heading leaves room for the numbers, a long text goes on below when little is left") {
+    TableStep step;
+    std::string name = "a name of several words of a level of it alone";
+    double value = 1.5;
+    Table t(step.out, "ParameterEstimates", "Solution");
+    t.text("Parameter", 46, name).number("Estimate", value, 12, 4).bind("drim.VEK.Estimates");
+    t.row();
+    t.end();
+    std::string levels_text = "1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20 21 22 23 24 25";
+    std::string variety = "variety of the plots";
+    std::int32_t levels = 25;
+    Table classes(step.out, "ClassLevels", "Class Levels");
+    classes.text("Class", 20, variety).integer("Levels", levels).text("Values", 80, levels_text);
+    classes.bind("DRIM.VEK.ClassLevels");
+    classes.row();
+    classes.end();
+    const std::string text = listing(50);
+    for (const std::string& line : lines_of(text)) CHECK(text_width(line) <= 50);
+    CHECK(line_with(text, "a name of").ends_with(" 1.5000"));
+    for (const std::string& line : lines_of(text)) {
+        CHECK((line.find("Levels") == std::string::npos || line.find("Values") == std::string::npos));
+    }
+}
+
+TEST_CASE("listing: rows are as wide as their rule, also where a number between the extremes is the longest") {
+    TableStep step;
+    const TestRow rows[] = {{"a", 1, 0, 0.0}, {"b", 1, 0, 123456789.1234}, {"c", 1, 0, 1e15}};
+    tests_table(step.out, rows);
+    const std::string text = listing();
+    const std::size_t rule = line_with(text, "-----").size();
+    for (const char* row : {"a ", "b ", "c "}) CHECK(line_with(text, row).size() == rule);
+}
+
+TEST_CASE("listing: what has no point stands at the right edge of its column") {
+    struct Case {
+        double first, second;
+        int decimals;
+        const char* text;
+    };
+    const Case cases[] = {
+        {0.5, 1e15, 4, "\nfirst    0.5000\nsecond     1E15\n---"},
+        {5, missing, 99, "\nfirst        5\nsecond       .\n---"},
+        {12.5, missing, 99, "\nfirst     12.5\nsecond      .\n---"},  // unless it is one
+    };
+    for (const Case& one : cases) {
+        TableStep step;
+        std::string name = "first";
+        double value = one.first;
+        Table t(step.out, "Any", "Any");
+        t.text("Name", 8, name).number("Value", value, 12, one.decimals).bind("drim.VEK.None");
+        t.row();
+        name = "second";
+        value = one.second;
+        t.row();
+        t.end();
+        CHECK(listing().find(one.text) != std::string::npos);
+    }
+}
+
+TEST_CASE("listing: a note explains a mark where there is one, a letter column stands close, a heading lacks no key") {
+    for (const bool marked : {false, true}) {
+        TableStep step;
+        std::string source = "a";
+        std::int32_t other = marked ? 1 : 0;
+        double df = 2, f = 1.5;
+        Table t(step.out, "RandomTests", "Tests");
+        t.text("Source", 8, source).number("DF", df).integer("Other", other).number("FValue", f);
+        t.bind("DRIM.VEK.RTests");
+        t.row();
+        t.end();
+        CHECK((listing().find("* This test assumes") != std::string::npos) == marked);
+    }
+    TableStep step;
+    char first = 'A', second = 'B';
+    double mean = 1.5;
+    Table lines(step.out, "MCLines", "Lines");
+    lines.character("LINE1", first, {.like = "LINE"}).character("LINE2", second, {.like = "LINE"});
+    lines.number("Mean", mean, 10, 2).bind("drim.VEK.MCLines");
+    lines.row();
+    lines.end();
+    std::string observation = "1";
+    double lower = 1, upper = 2;
+    Table p(step.out, "Predicted", "Predicted Values");
+    p.text("Observation", 8, observation).number("LowerCL", lower, 12, 2).number("UpperCL", upper, 12, 2);
+    p.attribute("confidence", 95.0).bind("drim.VEK.Predicted");
+    p.row();
+    p.end();
+    std::string level = "a";
+    Table means(step.out, "MCMeans", "Means");
+    means.text("Level", 8, level).number("LowerCL", lower, 12, 0).number("UpperCL", upper, 12, 0);
+    means.attribute("confidence", 95.0).attribute("type", "Bonferroni-adjusted").bind("drim.VEK.MCMeans");
+    means.row();
+    means.end();
+    const std::string text = listing();
+    CHECK(text.find("Bonferroni-adjusted\n") != std::string::npos);  // a word is not broken
+    CHECK(line_with(text, "A") == "A B   1.50");
+    CHECK(text.find("Limits") == std::string::npos);  // for what, nobody says
 }
 
 TEST_CASE("text: breaking into lines loses nothing but blanks and never exceeds the width") {

@@ -124,7 +124,11 @@ TEST_CASE("table: items keep their own kinds, and the column's type is what they
     Factoids texts(step.out, "Texts", "", "drim.VEK.PInfo");
     texts.item("a", "All pairs").percent("b", 0.99);
     texts.end();
+    Factoids none(step.out, "None", "", "drim.VEK.PInfo");
+    none.end();
     const Json tables = json_tables();
+    REQUIRE(tables.size() == 4);
+    CHECK(tables[3]["columns"][1]["type"] == "text");
     CHECK(tables[0]["kind"] == "factoid");
     CHECK(tables[0]["columns"][0]["name"] == "Label");
     CHECK(tables[0]["columns"][1]["name"] == "Value");
@@ -159,6 +163,18 @@ TEST_CASE("matrix: a packed triangle, rectangular values and an element function
     CHECK(tables[0]["titles"] == Json{"first", "second"});
     CHECK(tables[0]["attributes"] == Json{{"ErrorEffect", "E"}});
     CHECK(tables[0]["notes"] == Json{"n"});
+}
+
+TEST_CASE("matrix: the corner is the label of the row names") {
+    TableStep step;
+    const std::string_view names[] = {"a", "b"};
+    const double values[] = {1, 0.5, 1};
+    matrix_table(step.out, "P", "l", "Drim.VEK.PDiff", {.rownames = names, .columnnames = names, .values = values},
+                 {.corner = "i/j"});
+    const Json columns = json_tables().at(0)["columns"];
+    CHECK(columns[0]["name"] == "Row");
+    CHECK(columns[0]["label"] == "i/j");
+    CHECK(columns[1]["label"] == "a");
 }
 
 TEST_CASE("matrix: stacked matrices are blocks with their keys and prefixes") {

@@ -207,6 +207,8 @@ TEST_CASE("page: no text becomes an element, nothing is fetched, every link has 
         CHECK(html.find(forbidden) == std::string::npos);
     }
     CHECK(html.find("p&amp;q.vek:2:3: error: unexpected &lt;token&gt;") != std::string::npos);
+    CHECK(html.find("<td class=\"n j\">1.5") != std::string::npos);  // its mark stands close behind it
+    CHECK(html.find("<pre>  a &lt; b\n    ^</pre>") != std::string::npos);
     // Elements are balanced.
     std::map<std::string, int> open;
     for (std::size_t at = html.find('<'); at != std::string::npos; at = html.find('<', at + 1)) {
@@ -227,6 +229,121 @@ TEST_CASE("page: no text becomes an element, nothing is fetched, every link has 
         ++links;
     }
     CHECK(links == 3);
+}
+
+namespace {
+
+std::size_t times(const std::string& text, std::string_view what) {
+    std::size_t n = 0;
+    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + what.size())) ++n;
+    return n;
+}
+
+void small_table(HostObject* out, std::string_view name) {
+    std::string source = "a";
+    double value = 1;
+    Table t(out, name, name);
+    t.text("Source", 8, source).number("Value", value, 12, 2).bind("drim.VEK.None");
+    t.row();
+    t.end();
+}
+
+}  // namespace
+
+TEST_CASE("page: headings over columns, figure blanks, and what a table's class says of it") {
+    TableStep step;
+    std::string name = "x";
+    double estimate = 2, lower = 1.25, upper = 3;
+    Table t(step.out, "ParameterEstimates", "Solution");
+    t.text("Parameter", 20, name).number("Estimate", estimate, 12, 4);
+    t.number("LowerCL", lower, 12, 99).number("UpperCL", upper, 12, 4);
+    t.attribute("confidence", 95.0).bind("drim.VEK.Estimates");
+    t.row();
+    lower = 1;
+    t.row();
+    t.end();
+    char letter = 'A', control = '1';
+    double mean = 1.5;
+    Table lines(step.out, "MCLines", "Lines");
+    lines.character("LINE1", letter, {.like = "LINE"}).number("Mean", mean, 10, 2).bind("drim.VEK.MCLines");
+    lines.row();
+    lines.end();
+    Table form(step.out, "GEstFunc", "General Form");
+    form.text("Effect", 8, name).character("Control", control).bind("drim.VEK.GEstFunc");
+    form.row();
+    form.row();
+    form.end();
+    Table spread(step.out, "HOVFTest", "The label");
+    spread.text("Source", 8, name).attribute("h1text", "A test; of y").bind("drim.VEK.HoVTest");
+    spread.row();
+    spread.end();
+    Factoids items(step.out, "PredictedInfo", "Items", "drim.VEK.PInfo");
+    items.item("Count", 7);
+    items.end();
+    std::vector<std::string> names;
+    for (int i = 0; i < 12; ++i) names.push_back("column" + std::to_string(i));
+    std::vector<std::string_view> views(names.begin(), names.end());
+    const std::vector<double> values(12, 1234.5);
+    matrix_table(step.out, "M", "Wide", "Drim.VEK.MANOVATransform",
+                 {.rownames = std::span(views).first(1), .columnnames = views, .values = values.data(), .stride = 12},
+                 {});
+    host_log().add({Level::note, 900, 1, "no excerpt", {}, {}, {}});
+    const std::string html = page();
+    CHECK(html.find("<tr><td class=\"gap\" colspan=\"2\"></td>"
+                    "<th class=\"over\" scope=\"colgroup\" colspan=\"2\">95% Confidence Limits</th></tr>") !=
+          std::string::npos);
+    CHECK(html.find("<th scope=\"row\" class=\"t s\">x</th>") != std::string::npos);
+    CHECK(html.find(">1.25</td>") != std::string::npos);
+    CHECK(html.find(">1\u2008\u2007\u2007</td>") != std::string::npos);
+    CHECK(html.find(" class=\"k\">A</") != std::string::npos);
+    CHECK(times(html, "<tr class=\"break\">") == 1);
+    CHECK(html.find(">A test<br>of y</figcaption>") != std::string::npos);
+    CHECK(times(html, "<table aria-labelledby=\"c") == 6);
+    CHECK(times(html, " class=\"items\">") == 1);
+    CHECK(times(html, " class=\"tight\">") == 1);
+    CHECK(times(html, " class=\"short\">") == 5);
+    CHECK(times(html, " class=\"short wide\">") == 1);
+    CHECK(times(html, "tabindex=\"0\"") == 2);  // the estimates and the wide matrix may be wider than the window
+    CHECK(html.find("<pre>") == std::string::npos);
+}
+
+TEST_CASE("page: contents end after some hundred tables and say how many more there are; long ones begin closed") {
+    for (const std::size_t tables : {120, 121, 600, 602}) {
+        CAPTURE(tables);
+        TableStep step;
+        for (std::size_t i = 0; i < tables; ++i) small_table(step.out, "Small");
+        const std::string html = page();
+        CHECK(times(html, "href=\"#t") == std::min<std::size_t>(tables, 600));
+        CHECK((html.find("<details open>") != std::string::npos) == (tables <= 120));
+        CHECK((html.find("<li>2 more tables follow.</li>") != std::string::npos) == (tables == 602));
+        CHECK(times(html, "more tables follow") == (tables == 602 ? 1 : 0));
+    }
+}
+
+TEST_CASE("page and Markdown: titles and folders stand where they change") {
+    TableStep step;
+    vek::tables().set_title(1, "A title");
+    Folder first(step.out, "First", "The first");
+    small_table(step.out, "One");
+    first.close();
+    Folder second(step.out, "Second", "The second");
+    small_table(step.out, "Two");
+    small_table(step.out, "Three");
+    second.close();
+    vek::tables().set_by({{"block", "2"}});
+    small_table(step.out, "Four");
+    vek::tables().set_title(1, "Another");
+    small_table(step.out, "Five");
+    const std::string md = markdown(), html = page();
+    CHECK(times(md, "| :--- | ---: |\n") == 5);
+    CHECK(times(md, "## The first\n") == 1);
+    CHECK(times(md, "## The second\n") == 1);
+    CHECK(times(md, "block = 2\n") == 2);
+    CHECK(md.find("\n\n\n") == std::string::npos);
+    CHECK(times(html, "<h3>The first</h3>") == 1);
+    CHECK(times(html, "<h3>The second</h3>") == 1);
+    CHECK(times(html, "<p class=\"title user\">A title</p>") == 0);  // it is the page's own
+    CHECK(times(html, "<p class=\"title user\">Another</p>") == 1);
 }
 
 TEST_CASE("page: a wide table is continued in further tables with its row headings") {
@@ -264,6 +381,26 @@ TEST_CASE("csv: no two columns have one name, and the table's own keep theirs") 
     std::string text;
     tables().write_csv(tables().csv_files().at(0).second, [&](std::string_view part) { text.append(part); });
     CHECK(text == "n_2,N_2_2,N,Mean y\n1,2,100000,100000\n");
+}
+
+TEST_CASE("csv: blanks in front of a text stay, a blank character is an empty cell, long names are cut") {
+    TableStep step;
+    std::string label = " in front";
+    char letter = ' ';
+    double value = 1;
+    Table t(step.out, "T" + std::string(200, 'n'), "label");
+    t.text("Label", 12, label).character("Control", letter).number("Value", value, 12, 2).bind("drim.VEK.None");
+    t.row();
+    label = "none";
+    letter = '1';
+    value = vzmissing('B');
+    t.row();
+    t.end();
+    const auto [name, number] = tables().csv_files().at(0);
+    CHECK(name == "001_T" + std::string(115, 'n') + ".csv");
+    std::string text;
+    tables().write_csv(number, [&](std::string_view part) { text.append(part); });
+    CHECK(text == "Label,Control,Value\n\" in front\",,1\nnone,1,.B\n");
 }
 
 TEST_CASE("csv: a file for each table, with safe names and the values before formatting") {

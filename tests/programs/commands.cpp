@@ -43,6 +43,8 @@ constexpr Command commands[] = {
      "grep -q 'foo.*LAYOUT, SWEEP' err"},
     {"a size with its unit in OPTIONS", "printf 'OPTIONS BUDGET=1G MEMORY=2g;' | $V - 2> err", 0,
      "! grep -q error err"},
+    {"OPTIONS with a mistake sets nothing", "(echo 'OPTIONS LINESIZE=40 DEBUG=foo;'; cat ok.vek) | $V - > out 2> err", 1,
+     "test $(wc -L < out) -gt 40"},
     {"a host option without a value", "$V --option DEBUG ok.vek 2> err", 2, "grep -q NAME=VALUE err"},
     {"two outputs under one name", "$V -o a --json ./a ok.vek 2> err", 2, "grep -q 'same name' err && ! test -e a"},
     {"two outputs on standard output", "$V --json - ok.vek 2> err > out", 2,
@@ -52,7 +54,16 @@ constexpr Command commands[] = {
      "grep -q no/a err && ! test -e j.json"},
     {"an output that is a folder", "mkdir d; $V -o d ok.vek 2> err", 2, "test -d d && grep -q directory err"},
     {"a folder for data sets that is a file", "$V --keep plots.csv ok.vek 2> err", 2, "grep -q 'not a folder' err"},
-    {"several outputs may go to the null device", "$V -o /dev/null --log /dev/null ok.vek", 0, "true"},
+    {"several outputs may go to the null device",
+     "sed 's|run;|output out=\"/dev/null\" p=p; run;|' ok.vek | $V -o /dev/null --log /dev/null", 0, "true"},
+    {"the listing is a hundred columns wide where there is no terminal",
+     "(echo a,y; for i in $(seq 60); do echo $i,$i; echo $i,1; done) > b.csv; sed 's/plots/b/; s/variety/a/g; s/yield/y/' "
+     "ok.vek | $V > out 2> err",
+     0, "test $(wc -L < out) = 100"},
+    {"what would mend an error is in the data", "$V -q --json j bad.vek 2> err", 1,
+     "grep -q '\"line\": *2, *\"column\": *13, *\"length\": *6, *\"suggest\": *\"variety\"' j"},
+    {"an error that nothing is suggested for has no suggestion in the data", "$V -q --json j bad2.vek 2> err", 1,
+     "grep -q '\"line\": *1' j && ! grep -q suggest j"},
     // ---- outputs
     {"the listing is standard output, the log standard error", "$V ok.vek > out 2> err", 0,
      "grep -q ClassLevels out || grep -q 'Class Levels' out && grep -q 'rows read' err"},
@@ -82,8 +93,13 @@ constexpr Command commands[] = {
      "grep -qx old l && ! test -e j && ! ls -a | grep -q '[.]tmp$'"},
     // ---- data sets
     {"a data set of the command line", "$V -q --json j -d trial=plots.csv trial.vek 2> err", 0, "grep -q NObs j"},
+    {"data in the current directory go before those beside the program",
+     "mkdir sub; cp ok.vek sub; head -n 3 plots.csv > sub/plots.csv; $V -q sub/ok.vek 2> err", 0,
+     "grep -q '6 rows read' err"},
     {"a program in another folder finds its data beside it", "mkdir sub; cd sub; $V -q --json j ../ok.vek 2> err", 0,
      "grep -q NObs sub/j"},
+    {"a data set of the command line in other letters", "$V -q --json j -d TRIAL=plots.csv trial.vek 2> err", 0,
+     "grep -q NObs j"},
     {"a data set by its name too",
      "mkdir sub; sed \"s/'plots.csv'/plots/\" ok.vek > t.vek; cd sub; $V -q --json j ../t.vek 2> err", 0,
      "grep -q data=plots t.vek && grep -q NObs sub/j"},
@@ -105,6 +121,7 @@ void make_files(const std::string& folder) {
     file("bad-then-ok.vek",
          "proc vek data='plots.csv'; class variety; model yield=varety; run;\n"
          "proc vek data='plots.csv'; class variety; model yield=variety; run;\n");
+    file("bad2.vek", "proc vek data='plots.csv'; class zzz; run;\n");
     file("trial.vek", "proc vek data=trial; class block variety; model yield=block variety; run;\n");
 }
 

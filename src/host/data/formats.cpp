@@ -253,7 +253,7 @@ class ValueReader {
             const LabelRange& range = ranges[order[k]];
             if (k > 0 && overlap(ranges[order[k - 1]], range)) {
                 const std::size_t later = std::max(order[k - 1], order[k]);
-                return cursor_.fail(starts_[later], group, 27, {shared_value(ranges[order[k - 1]], range)});
+                return cursor_.fail(starts_[later], group, 27, {shared_value(range)});
             }
             sorted.push_back(range);
         }
@@ -261,9 +261,8 @@ class ValueReader {
         return true;
     }
 
-    /// A value that two ranges hold, of which the second does not begin in front of the first.
-    std::string shared_value(const LabelRange& before, const LabelRange& after) const {
-        if (!after.has_low && before.has_high) return shown_end(before.high, before.high_text);
+    /// A value that a range shares with one that does not begin behind it.
+    std::string shared_value(const LabelRange& after) const {
         if (!after.has_low) return "LOW";
         return shown_end(after.low, after.low_text);
     }

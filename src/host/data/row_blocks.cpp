@@ -290,9 +290,10 @@ std::string_view RowBlocks::ahead(std::size_t bytes) {
 std::size_t RowBlocks::whole_rows(std::size_t limit, IndexFacts* facts) {
     const void* last = ::memrchr(buffer_.get() + begin_, '\n', limit);
     if (last == nullptr) return 0;
-    // The text begins one byte early, with a blank, so that the first row's first field has a place in front of it.
+    // The text begins one byte early, so that the first row's first field has a place in front of it: a byte that no
+    // option can make the delimiter.
     char* text = buffer_.get() + begin_ - 1;
-    *text = ' ';
+    *text = '\x7f';
     std::size_t size = static_cast<std::size_t>(static_cast<const char*>(last) - text) + 1;
     index_[0] = 0;
     *facts = index_routine()(text, size, form_.delimiter, index_.get() + 1);
