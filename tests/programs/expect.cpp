@@ -187,18 +187,18 @@ std::string check_rows(const Line& line, const Outcome& outcome) {
 
 /// True when one of the lines holds the text.
 bool holds_text(const json& lines, const std::string& text) {
-    return std::any_of(lines.begin(), lines.end(), [&](const json& line) {
-        return line.get<std::string>().find(text) != std::string::npos;
-    });
+    return std::any_of(lines.begin(), lines.end(),
+                       [&](const json& line) { return line.get<std::string>().find(text) != std::string::npos; });
 }
 
-/// no column TABLE COLUMN, no note TABLE TEXT: of a table that is there.
+/// no column TABLE COLUMN, no note TABLE TEXT, no title TABLE TEXT: of a table that is there.
 std::string check_absence(const Line& line, const Outcome& outcome) {
     const std::string& what = line.words.at(1);
     const json* table = find_table(outcome, parse_table(line.words.at(2)));
     if (table == nullptr) return "no such table";
     if (what == "column") return find_column(*table, line.words.at(3)) ? "the column is there" : "";
-    return holds_text(table->at("notes"), line.words.at(3)) ? "the note is there" : "";
+    if (what != "note" && what != "title") return "no needs table, column, note or title";
+    return holds_text(table->at(what + "s"), line.words.at(3)) ? "the " + what + " is there" : "";
 }
 
 std::string check_table(const Line& line, const Outcome& outcome) {
