@@ -185,8 +185,25 @@ std::string check_rows(const Line& line, const Outcome& outcome) {
     return std::to_string(rows) == line.words.at(2) ? "" : "has " + std::to_string(rows) + " rows";
 }
 
+/// True when one of the lines holds the text.
+bool holds_text(const json& lines, const std::string& text) {
+    return std::any_of(lines.begin(), lines.end(),
+                       [&](const json& line) { return line.get<std::string>().find(text) != std::string::npos; });
+}
+
+/// no column TABLE COLUMN, no note TABLE TEXT, no title TABLE TEXT: of a table that is there.
+std::string check_absence(const Line& line, const Outcome& outcome) {
+    const std::string& what = line.words.at(1);
+    const json* table = find_table(outcome, parse_table(line.words.at(2)));
+    if (table == nullptr) return "no such table";
+    if (what == "column") return find_column(*table, line.words.at(3)) ? "the column is there" : "";
+    if (what != "note" && what != "title") return "no needs table, column, note or title";
+    return holds_text(table->at(what + "s"), line.words.at(3)) ? "the " + what + " is there" : "";
+}
+
 std::string check_table(const Line& line, const Outcome& outcome) {
     const bool wanted = line.words.at(0) != "no";
+    if (!wanted && line.words.at(1) != "table") return check_absence(line, outcome);
     const TableName name = parse_table(line.words.at(wanted ? 1 : 2));
     const bool there = find_table(outcome, name) != nullptr;
     return there == wanted ? "" : wanted ? "no such table" : "the table is there";
@@ -196,10 +213,7 @@ std::string check_title(const Line& line, const Outcome& outcome) {
     const json* table = find_table(outcome, parse_table(line.words.at(1)));
     if (table == nullptr) return "no such table";
     const std::string& key = line.words.at(0);
-    for (const json& text : table->at(key == "note" ? "notes" : "titles")) {
-        if (text.get<std::string>().find(line.words.at(2)) != std::string::npos) return {};
-    }
-    return "no such " + key;
+    return holds_text(table->at(key == "note" ? "notes" : "titles"), line.words.at(2)) ? "" : "no such " + key;
 }
 
 std::string check_file(const Line& line, const Outcome& outcome, const std::string& case_folder) {
