@@ -1,5 +1,5 @@
-// The common vocabulary of analysis-of-variance tables: a row of source, degrees of freedom, sum of squares, mean square,
-// F and p; how its columns are defined and how it is completed.
+// The common vocabulary of analysis-of-variance tables: a row of source, degrees of freedom, sum of squares, mean
+// square, F and p; how its columns are defined and how it is completed.
 #pragma once
 
 #include <cstdint>

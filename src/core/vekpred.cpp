@@ -28,7 +28,8 @@ Prediction::Prediction(MainBlock& F, Pool* pool) : rank_(F.rank) {
 }
 
 void Prediction::take_row(const ModelBlock& zgm) {
-    // Which levels have no pivot column cannot be foreseen: they are written too, and the next element takes their place.
+    // Which levels have no pivot column cannot be foreseen: they are written too, and the next element takes their
+    // place.
     int used = 0;
     for (int i = zgm.noint; i <= zgm.neff; ++i) {
         const int p = place_[zgm.cols[i]];

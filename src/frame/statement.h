@@ -29,8 +29,8 @@ struct Slot {
     DataSet* handle = nullptr;  ///< of a data set
 
     bool given() const { return type != slot_absent; }
-    std::span<int> variables() const { return as<int>(); }    ///< variable numbers of the data set
-    std::span<int> codes() const { return as<int>(); }        ///< small integers, as told at the option
+    std::span<int> variables() const { return as<int>(); }  ///< variable numbers of the data set
+    std::span<int> codes() const { return as<int>(); }      ///< small integers, as told at the option
     std::span<double> numbers() const { return as<double>(); }
     std::span<Effect*> effects() const { return as<Effect*>(); }
     std::span<std::string_view> names() const { return as<std::string_view>(); }
@@ -46,16 +46,16 @@ struct Slot {
 
 struct Statement {
     Statement* next = nullptr;
-    char name[9] = {};             ///< the keyword, blank-padded; only its first three letters are compared
-    std::uint8_t flags[8] = {};    ///< option bit n is mask 0x80 >> (n & 7) of byte n >> 3
-    int highest = 0;               ///< highest slot number
-    Slot* args = nullptr;          ///< slots 0 to highest
+    char name[9] = {};           ///< the keyword, blank-padded; only its first three letters are compared
+    std::uint8_t flags[8] = {};  ///< option bit n is mask 0x80 >> (n & 7) of byte n >> 3
+    int highest = 0;             ///< highest slot number
+    Slot* args = nullptr;        ///< slots 0 to highest
 
     // Results that an analysis hangs on its statement for the tables.
-    double rank = 0;               ///< CONTRAST: rank of its hypothesis
-    double* estimate = nullptr;    ///< ESTIMATE: variance factor, then the estimate of each dependent variable
-    void* work = nullptr;          ///< OUTPUT: its open data set
-    bool told = false;             ///< MEANS: what comes to nothing has been told
+    double rank = 0;             ///< CONTRAST: rank of its hypothesis
+    double* estimate = nullptr;  ///< ESTIMATE: variance factor, then the estimate of each dependent variable
+    void* work = nullptr;        ///< OUTPUT: its open data set
+    bool told = false;           ///< MEANS: what comes to nothing has been told
 
     bool option(int bit) const { return (flags[bit >> 3] & (0x80 >> (bit & 7))) != 0; }
     void set_option(int bit) { flags[bit >> 3] = static_cast<std::uint8_t>(flags[bit >> 3] | (0x80 >> (bit & 7))); }

@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
-#include "support/program_support.h"
 #include "host/session/interrupt.h"
 #include "host/session/outputs.h"
 #include "host/session/session.h"
 #include "host/session/spool.h"
+#include "support/program_support.h"
 #include "support/table_support.h"
 
 using vek::test::Folder;
@@ -185,7 +185,7 @@ TEST_CASE("text that is held back and cut back is what it was, in memory and on 
     struct Case {
         std::vector<std::string> before, behind;
     };
-    const Case cases[] = {{{}, {"b"}},           {{"a"}, {"b", "c"}},     {{large}, {"b"}},   {{}, {large, "b"}},
+    const Case cases[] = {{{}, {"b"}},           {{"a"}, {"b", "c"}},     {{large}, {"b"}},  {{}, {large, "b"}},
                           {{"a"}, {large, "b"}}, {{large, "b"}, {large}}, {{large, "b"}, {}}};
     for (const Case& one : cases) {
         vek::Spool spool;

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "host/statement/scanner.h"
-#include "support/program_support.h"
 #include "statement_laws.h"
+#include "support/program_support.h"
 
 using namespace vek;
 using namespace vek::test;

@@ -13,9 +13,9 @@
 #include <string>
 #include <vector>
 
-#include "support/program_support.h"
 #include "host/shown_report.h"
 #include "host/table/template.h"
+#include "support/program_support.h"
 
 using namespace vek::test;
 namespace files = std::filesystem;

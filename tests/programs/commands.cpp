@@ -43,8 +43,8 @@ constexpr Command commands[] = {
      "grep -q 'foo.*LAYOUT, SWEEP' err"},
     {"a size with its unit in OPTIONS", "printf 'OPTIONS BUDGET=1G MEMORY=2g;' | $V - 2> err", 0,
      "! grep -q error err"},
-    {"OPTIONS with a mistake sets nothing", "(echo 'OPTIONS LINESIZE=40 DEBUG=foo;'; cat ok.vek) | $V - > out 2> err", 1,
-     "test $(wc -L < out) -gt 40"},
+    {"OPTIONS with a mistake sets nothing", "(echo 'OPTIONS LINESIZE=40 DEBUG=foo;'; cat ok.vek) | $V - > out 2> err",
+     1, "test $(wc -L < out) -gt 40"},
     {"a host option without a value", "$V --option DEBUG ok.vek 2> err", 2, "grep -q NAME=VALUE err"},
     {"two outputs under one name", "$V -o a --json ./a ok.vek 2> err", 2, "grep -q 'same name' err && ! test -e a"},
     {"two outputs on standard output", "$V --json - ok.vek 2> err > out", 2,
@@ -57,7 +57,8 @@ constexpr Command commands[] = {
     {"several outputs may go to the null device",
      "sed 's|run;|output out=\"/dev/null\" p=p; run;|' ok.vek | $V -o /dev/null --log /dev/null", 0, "true"},
     {"the listing is a hundred columns wide where there is no terminal",
-     "(echo a,y; for i in $(seq 60); do echo $i,$i; echo $i,1; done) > b.csv; sed 's/plots/b/; s/variety/a/g; s/yield/y/' "
+     "(echo a,y; for i in $(seq 60); do echo $i,$i; echo $i,1; done) > b.csv; sed 's/plots/b/; s/variety/a/g; "
+     "s/yield/y/' "
      "ok.vek | $V > out 2> err",
      0, "test $(wc -L < out) = 100"},
     {"what would mend an error is in the data", "$V -q --json j bad.vek 2> err", 1,
@@ -84,7 +85,8 @@ constexpr Command commands[] = {
     {"standard output that is closed does not lose the other outputs", "$V --json j ok.vek 2> err >&-", 2,
      "grep -q NObs j && grep -q .exit.:.2 j"},
     {"a reader that leaves does not lose the other outputs",
-     "(until test -e left; do sleep 0.02; done; $V --json j ok.vek 2> err; echo $? > status) | (exec <&-; echo > left); "
+     "(until test -e left; do sleep 0.02; done; $V --json j ok.vek 2> err; echo $? > status) | (exec <&-; echo > "
+     "left); "
      "exit $(cat status)",
      2, "grep -q '\"exit\": 2' j"},
     {"no temporary file stays", "$V -o l --json j ok.vek 2> err", 0, "! ls -a | grep -q '[.]tmp$'"},
