@@ -164,7 +164,8 @@ Plain read_plainly(std::string_view bytes, const FileForm& form) {
 std::string reader_disagreement(std::string_view bytes, const FileForm& form) {
     // UTF-16 is the decoder's; a byte order mark of UTF-8 is no part of the text.
     if (bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF")) return {};
-    const Plain plain = read_plainly(bytes.substr(bytes.starts_with("\xEF\xBB\xBF") ? 3 : 0), form);
+    Plain plain = read_plainly(bytes.substr(bytes.starts_with("\xEF\xBB\xBF") ? 3 : 0), form);
+    if (bytes.starts_with("PK\x03\x04")) plain.good = false;  // a zip archive or a workbook is no text
     host_log().clear();
     const std::shared_ptr<DataFile> file = validated_bytes(memory_bytes(bytes), "fuzz", form);
     if ((file != nullptr) != plain.good) {
