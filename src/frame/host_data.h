@@ -49,6 +49,7 @@ struct TextValue {
     std::int32_t length = 0;  ///< without trailing blanks; 0 is a missing value
     std::int32_t blanks = 0;  ///< trailing ones; they stand behind it, and only copies of the value have them too
 
+    std::string_view view() const { return {data, static_cast<std::size_t>(length)}; }
     std::string_view whole() const { return {data, static_cast<std::size_t>(length + blanks)}; }
 };
 
@@ -73,6 +74,9 @@ std::int64_t xorow(const FetchList* list, int row);
 /// in its best form of 12 characters, left-justified; one with a format as the format gives it, right-justified within
 /// the format's width; a text and a labelled value as they stand. Returns the length without trailing blanks.
 int xvfmtn(const DataSet* data, int variable, double value, char* text16);
+/// The same for a number that becomes a level by this text. Warns, once for a variable, of different numbers that look
+/// alike in it and are one level.
+int xvfmtl(const DataSet* data, int variable, double value, char* text16);
 int xvfmtc(const DataSet* data, int variable, TextValue value, char* text16);
 /// The same without a limit of width, as the report shows a value.
 std::string xvshown(const DataSet* data, int variable, double value);

@@ -27,7 +27,7 @@ void keep_raw(AbsorbWatch& watch, TextValue text) {
 }
 
 void format_value(const ModelBlock& zgm, int variable, double number, char* text16) {
-    xvfmtn(zgm.data, variable, number, text16);
+    xvfmtl(zgm.data, variable, number, text16);
 }
 
 void format_value(const ModelBlock& zgm, int variable, TextValue text, char* text16) {

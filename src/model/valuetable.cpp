@@ -74,7 +74,7 @@ bool ValueTable::same_long(const Slot& slot, TextValue text) const {
 int ValueTable::enter(Slot* slot, double number) {
     if (slot->entry >= 0) return slot->entry;
     char formatted[16];
-    xvfmtn(data_, variable_, number, formatted);
+    xvfmtl(data_, variable_, number, formatted);
     RawValue raw{};
     std::memcpy(raw.bytes, &number, sizeof number);
     return add_entry(slot, key_of(number), raw, formatted);

@@ -282,12 +282,6 @@ bool write_all(int descriptor, const char* from, std::size_t size, std::string* 
     return true;
 }
 
-bool ends_with(const std::string& path, std::string_view ending) {
-    if (path.size() < ending.size()) return false;
-    return std::equal(ending.rbegin(), ending.rend(), path.rbegin(),
-                      [](char a, char b) { return a == (b >= 'A' && b <= 'Z' ? b - 'A' + 'a' : b); });
-}
-
 /// What a file is that begins like this and is no text; empty for all others.
 std::string_view foreign_kind(std::string_view head) {
     struct Kind {
@@ -307,6 +301,12 @@ std::string_view foreign_kind(std::string_view head) {
 }
 
 }  // namespace
+
+bool has_ending(std::string_view path, std::string_view ending) {
+    if (path.size() < ending.size()) return false;
+    return std::equal(ending.rbegin(), ending.rend(), path.rbegin(),
+                      [](char a, char b) { return a == (b >= 'A' && b <= 'Z' ? b - 'A' + 'a' : b); });
+}
 
 bool ByteSource::seek(std::int64_t offset) {
     if (!restart()) return false;
@@ -364,8 +364,8 @@ std::unique_ptr<ByteSource> open_bytes(const std::string& path, FileStamp* stamp
         source = spooled_bytes(*source, error);
         if (source == nullptr) return nullptr;
     }
-    if (ends_with(path, ".gz")) return std::make_unique<GzipSource>(std::move(source));
-    if (ends_with(path, ".zst")) return std::make_unique<ZstdSource>(std::move(source));
+    if (has_ending(path, ".gz")) return std::make_unique<GzipSource>(std::move(source));
+    if (has_ending(path, ".zst")) return std::make_unique<ZstdSource>(std::move(source));
     return source;
 }
 

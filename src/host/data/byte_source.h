@@ -12,6 +12,9 @@
 
 namespace vek {
 
+/// True when a file's name ends so, in letters of either case; those of `ending` are small.
+bool has_ending(std::string_view path, std::string_view ending);
+
 class ByteSource {
   public:
     virtual ~ByteSource() = default;

@@ -344,10 +344,6 @@ class Validation {
     bool failed_ = false;
 };
 
-bool ends_in(std::string_view path, std::string_view ending) {
-    return path.size() >= ending.size() && same_letters(path.substr(path.size() - ending.size()), ending);
-}
-
 std::shared_ptr<DataFile> validated(std::unique_ptr<DataFile> file, std::unique_ptr<ByteSource> raw) {
     std::string error;
     file->encoding = file->form.encoding;
@@ -363,9 +359,9 @@ std::shared_ptr<DataFile> validated(std::unique_ptr<DataFile> file, std::unique_
 
 char delimiter_of_ending(std::string_view path) {
     for (const std::string_view packed : {".gz", ".zst"}) {
-        if (ends_in(path, packed)) path.remove_suffix(packed.size());
+        if (has_ending(path, packed)) path.remove_suffix(packed.size());
     }
-    return ends_in(path, ".tsv") ? '\t' : ',';
+    return has_ending(path, ".tsv") ? '\t' : ',';
 }
 
 std::string folded_name(std::string_view name) {

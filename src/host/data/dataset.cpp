@@ -24,11 +24,6 @@ namespace {
 
 constexpr std::size_t many_places = 32;
 
-std::string_view view(const TextValue& value) {
-    return value.length == 0 ? std::string_view()
-                             : std::string_view(value.data, static_cast<std::size_t>(value.length));
-}
-
 /// Copies into 16 bytes with blanks behind; the length without trailing blanks.
 int into_16(std::string_view text, char* text16) {
     text = cut_text(text, 16);
@@ -175,7 +170,7 @@ bool xbynext(DataSet* data) {
             if (variable.format.given()) {
                 column.format_number = [format = variable.format](double value) { return format_value(format, value); };
                 column.format_text = [format = variable.format](TextValue value) {
-                    return format_value(format, view(value));
+                    return format_value(format, value.view());
                 };
             }
             columns.push_back(std::move(column));
@@ -283,6 +278,17 @@ std::int64_t xorow(const FetchList* list, int row) { return list->data->rows->so
 
 namespace {
 
+/// A number by its variable's format, where that is a number's form in at most 16 characters.
+std::string text_of_16(const DataSet& data, int variable, double value) {
+    const Format& format = data.variables[static_cast<std::size_t>(variable)].format;
+    const bool digits = format.kind == Format::Kind::fixed || format.kind == Format::Kind::best;
+    if (!digits || format.width <= 16) return format_value(format, value);
+    // The digits stand at the right, so the format is narrowed, not its text cut.
+    Format narrow = format;
+    narrow.width = 16;
+    return format_value(narrow, value);
+}
+
 /// True for numbers that differ by more than rounding.
 bool differ(double a, double b) { return std::fabs(a - b) > 1e-14 * std::fmax(std::fabs(a), std::fabs(b)); }
 
@@ -308,20 +314,18 @@ void watch_cut_number(const DataSet* data, int variable, double value, const std
 void watch_narrow_format(const DataSet* data, int variable, double value) {
     if (std::exchange(data->cut_numbers[variable].told, true)) return;
     const Variable& v = data->variables[static_cast<std::size_t>(variable)];
-    report(910, 46, arguments(v.name, v.format.width, fmt::format("{}", value)), {});
+    report(910, 46, arguments(v.name, std::min(v.format.width, 16), fmt::format("{}", value)), {});
 }
 
 }  // namespace
 
 int xvfmtn(const DataSet* data, int variable, double value, char* text16) {
+    return into_16(text_of_16(*data, variable, value), text16);
+}
+
+int xvfmtl(const DataSet* data, int variable, double value, char* text16) {
+    const std::string text = text_of_16(*data, variable, value);
     const Format& format = data->variables[static_cast<std::size_t>(variable)].format;
-    if (format.width > 16 && (format.kind == Format::Kind::fixed || format.kind == Format::Kind::best)) {
-        // The digits stand at the right, so the format is narrowed, not its text cut.
-        Format narrow = format;
-        narrow.width = 16;
-        return into_16(format_value(narrow, value), text16);
-    }
-    const std::string text = format_value(format, value);
     if (!format.given()) {
         watch_cut_number(data, variable, value, text);
     } else if (text.ends_with('*') && format.kind != Format::Kind::labels) {
@@ -332,8 +336,8 @@ int xvfmtn(const DataSet* data, int variable, double value, char* text16) {
 
 int xvfmtc(const DataSet* data, int variable, TextValue value, char* text16) {
     const Format& format = data->variables[static_cast<std::size_t>(variable)].format;
-    if (!format.given()) return into_16(view(value), text16);
-    return into_16(format_value(format, view(value)), text16);
+    if (!format.given()) return into_16(value.view(), text16);
+    return into_16(format_value(format, value.view()), text16);
 }
 
 std::string xvshown(const DataSet* data, int variable, double value) {
@@ -341,7 +345,7 @@ std::string xvshown(const DataSet* data, int variable, double value) {
 }
 
 std::string xvshown(const DataSet* data, int variable, TextValue value) {
-    return format_value(data->variables[static_cast<std::size_t>(variable)].format, view(value));
+    return format_value(data->variables[static_cast<std::size_t>(variable)].format, value.view());
 }
 
 bool format_fits(const DataSet* data, int variable, const Format& format) {

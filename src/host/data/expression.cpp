@@ -382,8 +382,6 @@ double computed(Operation operation, double a, double b) {
 
 bool holds(double value) { return !wzmis(value) && value != 0; }
 
-std::string_view view(const TextValue& value) { return {value.data, static_cast<std::size_t>(value.length)}; }
-
 /// Values of one node for every row of a block.
 class Evaluation {
   public:
@@ -464,7 +462,7 @@ class Evaluation {
             const std::vector<TextValue> values = texts(*node.left);
             for (std::size_t r = 0; r < count_; ++r) {
                 out[r] = std::any_of(node.strings.begin(), node.strings.end(),
-                                     [&](const std::string& one) { return compare_texts(view(values[r]), one) == 0; });
+                                     [&](const std::string& one) { return compare_texts(values[r].view(), one) == 0; });
             }
             return;
         }
@@ -479,7 +477,7 @@ class Evaluation {
         if (node.left->text) {
             const std::vector<TextValue> left = texts(*node.left), right = texts(*node.right);
             for (std::size_t r = 0; r < count_; ++r) {
-                out[r] = compared(node.operation, compare_texts(view(left[r]), view(right[r])));
+                out[r] = compared(node.operation, compare_texts(left[r].view(), right[r].view()));
             }
             return;
         }

@@ -11,11 +11,6 @@ namespace vek {
 
 namespace {
 
-std::string_view view(const TextValue& value) {
-    return value.length == 0 ? std::string_view()
-                             : std::string_view(value.data, static_cast<std::size_t>(value.length));
-}
-
 bool same_number(double a, double b) {
     return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b) || compare_numbers(a, b) == 0;
 }
@@ -129,7 +124,7 @@ bool GroupedRows::same_rows(const ByColumn& by, int a, int b) {
         return by.format_number && by.format_number(values[a]) == by.format_number(values[b]);
     }
     const TextValue* values = source_->texts(by.column);
-    if (view(values[a]) == view(values[b])) return true;
+    if (values[a].view() == values[b].view()) return true;
     return by.format_text && by.format_text(values[a]) == by.format_text(values[b]);
 }
 
@@ -142,7 +137,7 @@ bool GroupedRows::same(const ByKey& key, int row) {
             if (!by.format_number || by.format_number(key.numbers[i]) != by.format_number(value)) return false;
         } else {
             const TextValue value = source_->texts(by.column)[row];
-            if (key.texts[i] == view(value)) continue;
+            if (key.texts[i] == value.view()) continue;
             const TextValue known{key.texts[i].data(), static_cast<std::int32_t>(key.texts[i].size())};
             if (!by.format_text || by.format_text(known) != by.format_text(value)) return false;
         }
@@ -158,7 +153,7 @@ void GroupedRows::take_key(int row, ByKey* key) {
         if (by_[i].type == VariableType::numeric) {
             key->numbers[i] = source_->numbers(by_[i].column)[row];
         } else {
-            key->texts[i] = view(source_->texts(by_[i].column)[row]);
+            key->texts[i] = source_->texts(by_[i].column)[row].view();
         }
     }
 }
@@ -169,7 +164,7 @@ int GroupedRows::compare(const ByKey& key, int row) {
         const ByColumn& by = by_[i];
         const int order = by.type == VariableType::numeric
                               ? compare_numbers(key.numbers[i], source_->numbers(by.column)[row])
-                              : compare_texts(key.texts[i], view(source_->texts(by.column)[row]));
+                              : compare_texts(key.texts[i], source_->texts(by.column)[row].view());
         if (order != 0) return by.descending ? -order : order;
     }
     return 0;
@@ -191,7 +186,7 @@ void GroupedRows::find_starts() {
         } else {
             const TextValue* values = source_->texts(by.column);
             for (int r = 1; r < rows; ++r) {
-                if (view(values[r]) == view(values[r - 1])) continue;
+                if (values[r].view() == values[r - 1].view()) continue;
                 if (!same_rows(by, r - 1, r)) flags_[static_cast<std::size_t>(r)] = 1;
             }
         }

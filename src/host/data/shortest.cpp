@@ -242,10 +242,6 @@ inline char* write_fixed(const DigitText& digits, int exponent, char* to) {
     return start + digits.length + (1 - below_one);
 }
 
-}  // namespace
-
-namespace {
-
 constexpr int fraction_bits = 52;
 
 /// value = c * 2^q on the decimal grid 10^k, whose steps are at most the distance of two neighbouring doubles and more

@@ -91,16 +91,6 @@ class ZstdCompressor final : public Compressor {
     std::string out_;
 };
 
-bool ends_with(std::string_view path, std::string_view ending) {
-    if (path.size() < ending.size()) return false;
-    path.remove_prefix(path.size() - ending.size());
-    for (std::size_t i = 0; i < path.size(); ++i) {
-        const char c = path[i];
-        if ((c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c) != ending[i]) return false;
-    }
-    return true;
-}
-
 class FileWriter final : public RowWriter {
   public:
     bool open(const std::string& path, const FileForm& form, std::string* error) {
@@ -109,8 +99,8 @@ class FileWriter final : public RowWriter {
             *error = file_.error();
             return false;
         }
-        if (ends_with(path, ".gz")) compressor_ = std::make_unique<GzipCompressor>();
-        if (ends_with(path, ".zst")) compressor_ = std::make_unique<ZstdCompressor>();
+        if (has_ending(path, ".gz")) compressor_ = std::make_unique<GzipCompressor>();
+        if (has_ending(path, ".zst")) compressor_ = std::make_unique<ZstdCompressor>();
         return true;
     }
 
